@@ -1,0 +1,45 @@
+#pragma once
+
+#include "ZEPPlatformExport.h"
+
+class ZEPUnicodeString;
+
+// Writes the trace records of one source file. Nothing that it does ever changes a result: a
+// trace that cannot be written is dropped. Several threads may use one object; a record that is
+// open belongs to the thread that opened it, the current method belongs to the object.
+class ZEP_PLATFORM_API PLMCfgInTraceClass {
+public:
+  // Both texts are copied. An empty trace group stands for the default group.
+  PLMCfgInTraceClass(const char* iClassName, const char* iTraceGroup);
+  ~PLMCfgInTraceClass();
+  PLMCfgInTraceClass(const PLMCfgInTraceClass&) = delete;
+  PLMCfgInTraceClass& operator=(const PLMCfgInTraceClass&) = delete;
+
+  // Non-zero when the records of this object are wanted; asked anew for each record.
+  unsigned char IsActivated();
+  // Non-zero when performance timing is wanted.
+  unsigned char IsPerfoActivated();
+
+  // Names the current method by its signature, which is copied, until RemoveMethod().
+  void SetMethod(char* iSignature);
+  void RemoveMethod();
+
+  // Opens a record: level 0 detail and errors, 1 entry, 2 exit. What is appended next on this
+  // thread belongs to it, until endTraceWithLineNumber closes it with the source line and the
+  // base name of the source file (null: none).
+  PLMCfgInTraceClass& beginTrace(int iLevel);
+  PLMCfgInTraceClass& operator<<(const char* iText);
+  PLMCfgInTraceClass& operator<<(int iNumber);
+  PLMCfgInTraceClass& operator<<(long iNumber);
+  PLMCfgInTraceClass& operator<<(unsigned int iNumber);
+  PLMCfgInTraceClass& operator<<(const ZEPUnicodeString& iText);
+  PLMCfgInTraceClass& endTraceWithLineNumber(int iLevel, int iLine, const char* iFile);
+
+  // What the two records of an error report begin with; never null.
+  static const char* GetError();
+  static const char* GetErrorIndent();
+
+private:
+  struct Implementation;
+  Implementation* m_implementation; // owned
+};

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "ZEPOmxAny.h"
+#include "ZEPOmxUTF8String.h"
+#include "ZEPPlatformExport.h"
+
+class ZEP_PLATFORM_API ZEPOmxJson {
+public:
+  // Parses one JSON document. S_OK, or a failure code with `oValue` untouched: invalid UTF-8, text
+  // behind the document, nesting deeper than the parser allows, a document that is not closed.
+  static long parse(ZEPOmxUTF8String iText, ZEPOmxAny& oValue);
+};

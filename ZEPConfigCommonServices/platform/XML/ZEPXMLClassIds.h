@@ -1,0 +1,17 @@
+#pragma once
+
+#include "ZEPPlatformExport.h"
+
+#include <cstdint>
+
+// Names a component class.
+struct GUID {
+  std::uint32_t Data1;
+  std::uint16_t Data2;
+  std::uint16_t Data3;
+  std::uint8_t Data4[8];
+};
+
+ZEP_PLATFORM_API extern const GUID CLSID_XML4C_SAX; // SAX2 factory
+ZEP_PLATFORM_API extern const GUID CLSID_XSLT_JAVA; // XSL factory
+ZEP_PLATFORM_API extern const GUID CLSID_XML4C5_PP; // output (pretty-print) factory

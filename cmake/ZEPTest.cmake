@@ -1,0 +1,33 @@
+# zep_add_test(NAME SOURCES source... [LINK library...] [SCRIPTED])
+#
+# One GoogleTest program. CTest runs each of its tests in a process of its own, because the library
+# keeps values for the life of the process. SCRIPTED binds the library to the scripted platform,
+# otherwise the program runs on the reference platform.
+function(zep_add_test name)
+  cmake_parse_arguments(arg "SCRIPTED" "" "SOURCES;LINK" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests/bin)
+  if(arg_SCRIPTED)
+    target_link_libraries(${name} PRIVATE ZEPPlatformScripted)
+  else()
+    target_link_libraries(${name} PRIVATE ZEPPlatform)
+  endif()
+  target_link_libraries(${name} PRIVATE ZEPCfgCommonServices GTest::gmock GTest::gtest_main ${arg_LINK})
+  target_link_options(${name} PRIVATE LINKER:--no-as-needed)
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+    PROPERTIES TIMEOUT 120)
+  foreach(source IN LISTS arg_SOURCES)
+    cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+    set_property(GLOBAL APPEND PROPERTY zep_test_sources ${source})
+  endforeach()
+endfunction()
+
+# A test file that no target builds would never run: the configuration fails on one.
+function(zep_require_registered_tests)
+  file(GLOB_RECURSE found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
+  get_property(registered GLOBAL PROPERTY zep_test_sources)
+  list(REMOVE_ITEM found ${registered})
+  if(found)
+    message(FATAL_ERROR "test files that no target builds: ${found}")
+  endif()
+endfunction()
