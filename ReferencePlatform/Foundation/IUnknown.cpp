@@ -1,0 +1,4 @@
+#include "IUnknown.h"
+
+IUnknown::IUnknown() = default;
+IUnknown::~IUnknown() = default;

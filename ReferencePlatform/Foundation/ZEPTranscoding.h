@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+// Conversion between UTF-8 and UTF-16. What is malformed becomes U+FFFD.
+namespace zep {
+
+// One U+FFFD for each maximal ill-formed subpart. Throws std::length_error for more bytes than a
+// text may have characters.
+std::u16string UTF16FromUTF8(const char* bytes, std::size_t byteCount);
+
+// Turns each lone surrogate into U+FFFD.
+void ReplaceLoneSurrogates(std::u16string& text);
+
+// Number of bytes that WriteUTF8 writes. Lone surrogates count as U+FFFD.
+std::size_t UTF8ByteCount(const char16_t* units, std::size_t unitCount);
+
+// Writes exactly `byteCount` bytes, no terminating zero. REQUIRES: byteCount is the number that
+// UTF8ByteCount gave for these units.
+void WriteUTF8(const char16_t* units, std::size_t unitCount, char* bytes, std::size_t byteCount);
+
+std::string UTF8FromUTF16(const char16_t* units, std::size_t unitCount);
+
+// Throws std::length_error when a text of that many characters would have a length beyond int.
+void CheckTextLength(std::size_t unitCount);
+
+} // namespace zep

@@ -1,0 +1,3 @@
+#include "ZEPXMLXSLTransformerOptions.h"
+
+const ZEPUnicodeString ZEPXMLXSLTransformerOptions::OutputFormat("OutputFormat");
