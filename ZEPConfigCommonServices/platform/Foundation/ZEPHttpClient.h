@@ -34,7 +34,8 @@ public:
   // with a zero. Where the transfer was chunked, the header line that says so stands between the
   // status and that zero, so that reading on as zero-terminated text finds it; otherwise nothing
   // does. `*oSecondLength` is what the buffer holds altogether, its zero left out. `iName`: null.
-  int GetResponseHeaders(char** oBuffer, std::size_t* oLength, std::size_t* oSecondLength, unsigned long iInfoLevel, const char* iName);
+  int GetResponseHeaders(char** oBuffer, std::size_t* oLength, std::size_t* oSecondLength,
+                         unsigned long iInfoLevel, const char* iName);
   // The whole body. An empty body is success with a length of 0.
   int Download(std::size_t* oLength, char** oBuffer);
   // The next piece of at most `iPieceSize` bytes; never ends inside a UTF-8 sequence. At the end

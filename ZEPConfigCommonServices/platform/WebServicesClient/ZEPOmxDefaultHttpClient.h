@@ -13,5 +13,6 @@ public:
   // Sends the request and receives the whole answer. REQUIRES: `oResponse` is null, else the
   // platform's assertion ends the process. A success code sets it, whatever the status; a failure
   // code (no answer, or not a valid one, or too long a body) leaves it null.
-  virtual long Execute(const ZEPOmxSP<ZEPOmxHttpRequest>& iRequest, ZEPOmxSP<ZEPOmxHttpResponse>& oResponse) = 0;
+  virtual long Execute(const ZEPOmxSP<ZEPOmxHttpRequest>& iRequest,
+                       ZEPOmxSP<ZEPOmxHttpResponse>& oResponse) = 0;
 };

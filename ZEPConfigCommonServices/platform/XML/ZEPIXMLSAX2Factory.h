@@ -10,9 +10,12 @@ class ZEPUnicodeString;
 class ZEP_PLATFORM_API ZEPIXMLSAX2Factory : public IUnknown {
 public:
   // The file is read when the source is used, not before.
-  virtual long CreateInputSourceFromFile(const ZEPUnicodeString& iPath, const ZEPUnicodeString& iSourceId, ZEPISAXInputSource_var& oSource) = 0;
+  virtual long CreateInputSourceFromFile(const ZEPUnicodeString& iPath, const ZEPUnicodeString& iSourceId,
+                                         ZEPISAXInputSource_var& oSource) = 0;
   // The source keeps what it needs of the text: the caller's string may change or end.
-  virtual long CreateInputSourceFromMemoryBuffer(const ZEPUnicodeString& iText, const ZEPUnicodeString& iSourceId, ZEPISAXInputSource_var& oSource) = 0;
+  virtual long CreateInputSourceFromMemoryBuffer(const ZEPUnicodeString& iText,
+                                                 const ZEPUnicodeString& iSourceId,
+                                                 ZEPISAXInputSource_var& oSource) = 0;
 };
 
 using ZEPIXMLSAX2Factory_var = ZEPInterface_var<ZEPIXMLSAX2Factory>;

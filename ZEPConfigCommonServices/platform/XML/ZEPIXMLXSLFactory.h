@@ -7,7 +7,8 @@ class ZEP_PLATFORM_API ZEPIXMLXSLFactory : public IUnknown {
 public:
   // Reads and compiles the stylesheet. S_OK and a transformer, or a failure code, an empty handle
   // and a message with the last-error service.
-  virtual long CreateTransformer(const ZEPISAXInputSource_var& iStylesheet, ZEPIXMLXSLTransformer_var& oTransformer) = 0;
+  virtual long CreateTransformer(const ZEPISAXInputSource_var& iStylesheet,
+                                 ZEPIXMLXSLTransformer_var& oTransformer) = 0;
 };
 
 using ZEPIXMLXSLFactory_var = ZEPInterface_var<ZEPIXMLXSLFactory>;

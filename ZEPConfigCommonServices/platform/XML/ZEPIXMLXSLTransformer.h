@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ZEPIXMLPPOutputSource.h"
 #include "ZEPISAXInputSource.h"
+#include "ZEPIXMLPPOutputSource.h"
 
 class ZEPUnicodeString;
 
@@ -17,7 +17,8 @@ public:
   virtual long SetOutputSource(const ZEPIXMLPPOutputSource_var& iSource) = 0;
   // A string parameter of the stylesheet, `iNamespace` empty for none. It stays set until it is
   // set again.
-  virtual long SetParameter(const ZEPUnicodeString& iName, const ZEPUnicodeString& iNamespace, const ZEPUnicodeString& iValue) = 0;
+  virtual long SetParameter(const ZEPUnicodeString& iName, const ZEPUnicodeString& iNamespace,
+                            const ZEPUnicodeString& iValue) = 0;
   // Reads, transforms and writes. All of the result is delivered, or none: on a failure code the
   // output holds nothing of it. A result without characters is delivered as an empty one.
   //

@@ -1,0 +1,7 @@
+#include "ZEPCfgServiceTrace.h"
+
+namespace {
+
+[[maybe_unused]] ZEPCfgServiceTrace trace("ZEPCfgFilterBasicServices", "", __FILE__);
+
+} // namespace

@@ -1,0 +1,124 @@
+#include "ZEPCfgServiceTrace.h"
+
+#include "valueToMacro.h"
+
+namespace {
+
+constexpr int detailLevel = 0;
+constexpr int entryLevel = 1;
+constexpr int exitLevel = 2;
+
+// What stands behind the last separator of the compile-time path, whichever system compiled it.
+const char* baseName(const char* path) {
+  const char* name = path;
+  for (const char* at = path; *at != '\0'; ++at) {
+    if (*at == '\\' || *at == '/') {
+      name = at + 1;
+    }
+  }
+  return name;
+}
+
+} // namespace
+
+ZEPCfgServiceTrace::ZEPCfgServiceTrace(const char* className, const char* traceGroup, const char* sourcePath)
+    : m_object(className, traceGroup),
+      m_file(baseName(sourcePath)) {}
+
+template <class... Parts>
+void ZEPCfgServiceTrace::Write(int line, const Parts&... parts) {
+  PLMCfgInTraceClass& record = m_object.beginTrace(detailLevel);
+  (record << ... << parts);
+  record.endTraceWithLineNumber(detailLevel, line, m_file);
+}
+
+template <class... Parts>
+void ZEPCfgServiceTrace::WriteDetail(int line, const Parts&... parts) {
+  if (m_object.IsActivated()) {
+    Write(line, parts...);
+  }
+}
+
+template <class... Parts>
+void ZEPCfgServiceTrace::WriteError(int line, const Parts&... parts) {
+  Write(line, PLMCfgInTraceClass::GetError());
+  Write(line, PLMCfgInTraceClass::GetErrorIndent(), parts...);
+}
+
+void ZEPCfgServiceTrace::Enter(char* signature, int line) {
+  if (m_object.IsActivated()) {
+    m_object.SetMethod(signature);
+    m_object.beginTrace(entryLevel).endTraceWithLineNumber(entryLevel, line, m_file);
+  }
+}
+
+void ZEPCfgServiceTrace::Leave(int entryLine) {
+  if (m_object.IsActivated()) {
+    m_object.beginTrace(exitLevel).endTraceWithLineNumber(exitLevel, entryLine, nullptr);
+    m_object.RemoveMethod();
+  }
+}
+
+void ZEPCfgServiceTrace::Label(const char* text, int line) {
+  WriteDetail(line, text);
+}
+
+void ZEPCfgServiceTrace::Label(const char* text, const ZEPUnicodeString& more, int line) {
+  WriteDetail(line, text, more);
+}
+
+void ZEPCfgServiceTrace::Dump(const char* name, const ZEPUnicodeString& text, int line) {
+  WriteDetail(line, name, " = [", text, "]");
+}
+
+void ZEPCfgServiceTrace::Value(const char* name, const ZEPUnicodeString& text, int line) {
+  WriteDetail(line, name, " = ", text);
+}
+
+void ZEPCfgServiceTrace::Value(const char* name, const char* text, int line) {
+  WriteDetail(line, name, " = ", text);
+}
+
+void ZEPCfgServiceTrace::Value(const char* name, int number, int line) {
+  WriteDetail(line, name, " = ", number);
+}
+
+void ZEPCfgServiceTrace::Value(const char* name, unsigned int number, int line) {
+  WriteDetail(line, name, " = ", number);
+}
+
+void ZEPCfgServiceTrace::Error(const char* message, int line) {
+  WriteError(line, message);
+}
+
+void ZEPCfgServiceTrace::Error(const char* message, const ZEPUnicodeString& more, int line) {
+  WriteError(line, message, more);
+}
+
+void ZEPCfgServiceTrace::Error(const ZEPUnicodeString& message, int line) {
+  WriteError(line, message);
+}
+
+void ZEPCfgServiceTrace::Notice(const ZEPUnicodeString& text, int line) {
+  Write(line, text);
+}
+
+void ZEPCfgServiceTrace::Result(long code, int line) {
+  if (!m_object.IsActivated()) {
+    return;
+  }
+  const auto macro = valueToMacro.find(code);
+  if (macro != valueToMacro.end()) {
+    Write(line, "rc", " = ", macro->second);
+  } else {
+    Write(line, "rc", " = ", code);
+  }
+}
+
+bool ZEPCfgServiceTrace::IsPerfoActivated() {
+  return m_object.IsPerfoActivated() != 0;
+}
+
+void ZEPCfgServiceTrace::Perfo(const char* text, int line) {
+  Write(line, text);
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "PLMCfgInTraceClass.h"
+#include "ZEPUnicodeString.h"
+
+#include <cstdint>
+
+// The trace of one source file: its trace object, and the forms of record that the operations
+// write. Each record takes the line of the call that wrote it, so a call stays on one line: for a
+// call over several lines compilers disagree about its line.
+//
+// Details are written only while the trace is on, which is asked anew for each record. Errors are
+// always handed over; the trace object decides whether they show.
+class ZEPCfgServiceTrace {
+public:
+  ZEPCfgServiceTrace(const char* className, const char* traceGroup, const char* sourcePath);
+
+  void Enter(char* signature, int line);
+  void Leave(int entryLine);
+
+  void Label(const char* text, int line = __builtin_LINE());
+  void Label(const char* text, const ZEPUnicodeString& more, int line = __builtin_LINE());
+  // name = [text]
+  void Dump(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE());
+  // name = value, without brackets
+  void Value(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE());
+  void Value(const char* name, const char* text, int line = __builtin_LINE());
+  void Value(const char* name, int number, int line = __builtin_LINE());
+  void Value(const char* name, unsigned int number, int line = __builtin_LINE());
+
+  // Two records: the error prefix, then the indented message.
+  void Error(const char* message, int line = __builtin_LINE());
+  void Error(const char* message, const ZEPUnicodeString& more, int line = __builtin_LINE());
+  void Error(const ZEPUnicodeString& message, int line = __builtin_LINE());
+  // One record, without prefix and indent, whether or not the trace is on.
+  void Notice(const ZEPUnicodeString& text, int line = __builtin_LINE());
+
+  // rc = the code's macro name, or its number when it has none.
+  void Result(long code, int line = __builtin_LINE());
+
+  bool IsPerfoActivated();
+  void Perfo(const char* text, int line = __builtin_LINE());
+
+private:
+  template <class... Parts>
+  void WriteDetail(int line, const Parts&... parts);
+  template <class... Parts>
+  void WriteError(int line, const Parts&... parts);
+  template <class... Parts>
+  void Write(int line, const Parts&... parts);
+
+  PLMCfgInTraceClass m_object;
+  const char* m_file;
+};
+
+// Stands at the top of every traced operation: writes the entry record, and the exit record on
+// every way out. The exit record carries the line of the entry, because a destructor has no line
+// of its own worth showing.
+template <ZEPCfgServiceTrace& trace>
+class ZEPCfgTracedMethod {
+public:
+  explicit ZEPCfgTracedMethod(char* signature, int line = __builtin_LINE()) : m_entryLine(line) {
+    trace.Enter(signature, line);
+  }
+  ~ZEPCfgTracedMethod() { trace.Leave(m_entryLine); }
+  ZEPCfgTracedMethod(const ZEPCfgTracedMethod&) = delete;
+  ZEPCfgTracedMethod& operator=(const ZEPCfgTracedMethod&) = delete;
+
+private:
+  std::int32_t m_entryLine;
+};

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "ExportedByZEPCfgCommonServices.h"
+
+class ZEPOmxAny;
+class ZEPUnicodeString;
+
+// Services on effectivity expressions in XML. Every operation returns a result code: a value that
+// is not negative is a success. Exceptions of the platform pass through to the caller.
+class ExportedByZEPCfgCommonServices ZEPCfgXMLExpressionServices {
+public:
+  // Tells from a stylesheet file how its output is to be decoded. Only the first line that holds
+  // "xsl:output" is looked at.
+  //
+  // S_FALSE   that line mentions "utf-8" in any letter case
+  // S_OK      it does not, or there is no such line: the output is UTF-16
+  // E_FAIL    the path is empty, or the file cannot be read
+  static long IsEncodingUTF16(ZEPUnicodeString in_XSLFilePath);
+
+  // Turns one effectivity expression into its display text by an XSLT stylesheet: the custom file
+  // if there is one, else the server's stylesheet, else the file of the user's setting
+  // (EffeCustoFilePathSetting / EffCustoPath), else the first one found under the roots of
+  // ZEPInstallPath.
+  //
+  // in_xmlExpression         the expression, XML text
+  // out_formattedExpression  the display text; as the caller passed it on every failure, and where
+  //                          nothing was formatted
+  // in_customXSLFile         path of a stylesheet; empty or missing: the next candidate is taken
+  // in_compactView           non-zero sets the stylesheet's parameter "CompactView" to "TRUE"
+  //
+  // S_OK                 formatted, or no stylesheet exists
+  // S_FALSE              the expression is empty, or no stylesheet exists and none was asked of a
+  //                      server
+  // E_FAIL               the user's setting is "debug", or the platform gave no object
+  // other failure codes  that of the platform's service that failed
+  //
+  // Several threads may call it at once, once the server's stylesheet is there (see
+  // GetConfigExpressionXSLT).
+  static long FormatExpression(const ZEPUnicodeString& in_xmlExpression,
+                               ZEPUnicodeString& out_formattedExpression,
+                               const ZEPUnicodeString& in_customXSLFile, const unsigned char& in_compactView);
+
+  // The stylesheet that the server supplies. It is asked for until it answered with one, which is
+  // kept as long as the library is loaded. Not for several threads at once.
+  //
+  // ioUstrXSLTFileContents  receives the stylesheet; untouched when the server was not asked,
+  //                         could not be asked or answered with nothing. An answer without a
+  //                         stylesheet leaves it too, and what the caller passed in is then kept
+  //                         in the stylesheet's place.
+  //
+  // S_OK                 delivered, or the server answered with nothing
+  // S_FALSE              the session's provider has no server that supplies one
+  // other failure codes  that of the web-service call, of the JSON parser or ParseQueryResponse
+  static long GetConfigExpressionXSLT(ZEPUnicodeString& ioUstrXSLTFileContents);
+
+  // Picks the stylesheet out of the server's answer {"xslt":{"content":"..."}}.
+  //
+  // oXSLT  the text of "content"; empty when "xslt" has no such member; untouched when the answer
+  //        has no member "xslt"
+  //
+  // S_OK, or the code with which the member "content" could not be read.
+  static long ParseQueryResponse(const ZEPOmxAny& iResponse, ZEPUnicodeString& oXSLT);
+};
