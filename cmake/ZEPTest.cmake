@@ -31,3 +31,20 @@ function(zep_require_registered_tests)
     message(FATAL_ERROR "test files that no target builds: ${found}")
   endif()
 endfunction()
+
+# zep_add_pytest(AREA NAME=value...)
+#
+# Each file of pytest cases in this folder as one test, with these environment variables. The system's
+# own Python, because another one in the search path would lack the system's packages.
+function(zep_add_pytest area)
+  find_program(ZEP_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH REQUIRED)
+  file(GLOB modules CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/test_*.py)
+  foreach(module IN LISTS modules)
+    cmake_path(GET module STEM name)
+    string(REPLACE "test_" "${area}." name ${name})
+    add_test(NAME ${name}
+      COMMAND ${ZEP_PYTHON} -B -m pytest -q -p no:cacheprovider ${module}
+      WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
+    set_tests_properties(${name} PROPERTIES TIMEOUT 600 ENVIRONMENT "${ARGN}")
+  endforeach()
+endfunction()
