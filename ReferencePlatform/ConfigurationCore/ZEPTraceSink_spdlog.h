@@ -1,0 +1,38 @@
+#pragma once
+
+#include <spdlog/sinks/base_sink.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace zep {
+
+// Writes each record with one call, so that the lines of several processes that share a file
+// stay whole. What cannot be written is dropped, without an exception and without a signal.
+class TraceSink final : public spdlog::sinks::base_sink<std::mutex> {
+public:
+  explicit TraceSink(int descriptor, bool owned);
+  ~TraceSink() override;
+
+  // Around a fork, so that the child does not inherit a mutex that nobody will open again.
+  void HoldForFork() { mutex_.lock(); }
+  void ReleaseAfterFork() { mutex_.unlock(); }
+
+protected:
+  void sink_it_(const spdlog::details::log_msg& message) override;
+  void flush_() override {}
+
+private:
+  void Write(const char* bytes, std::size_t size);
+
+  int m_descriptor;
+  bool m_owned;
+  bool m_midLine = false; // the line written last has no end
+};
+
+// The sink for the value of ZEP_TRACE_FILE, or null when nothing can be written there. A file that
+// cannot be opened is reported on the standard error, once.
+std::shared_ptr<TraceSink> OpenTraceSink(const std::string& path);
+
+} // namespace zep

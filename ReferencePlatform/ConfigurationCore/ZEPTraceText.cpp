@@ -1,0 +1,125 @@
+#include "ZEPTraceText.h"
+
+#include "ZEPTranscoding.h"
+
+#include <spdlog/fmt/fmt.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace zep {
+
+namespace {
+
+constexpr std::size_t kDeepestIndent = 20;
+
+// Beside the control characters, the two Unicode line ends: many a program splits lines there.
+bool NeedsEscape(char16_t unit) {
+  return unit < 0x20 || unit == u'\\' || (unit >= 0x7F && unit < 0xA0) || unit == 0x2028 || unit == 0x2029;
+}
+
+void AppendEscaped(std::u16string& line, char16_t unit) {
+  switch (unit) {
+  case u'\n':
+    line += u"\\n";
+    break;
+  case u'\r':
+    line += u"\\r";
+    break;
+  case u'\t':
+    line += u"\\t";
+    break;
+  case u'\\':
+    line += u"\\\\";
+    break;
+  default:
+    for (const char digit : fmt::format("\\u{:04x}", static_cast<unsigned>(unit))) {
+      line += static_cast<char16_t>(digit);
+    }
+  }
+}
+
+// The text without line ends, tabs and control characters, and valid UTF-8 whatever comes in.
+void AppendOneLine(std::string& line, std::string_view text) {
+  std::u16string escaped;
+  escaped.reserve(text.size());
+  for (const char16_t unit : UTF16FromUTF8(text.data(), text.size())) {
+    if (NeedsEscape(unit)) {
+      AppendEscaped(escaped, unit);
+    } else {
+      escaped += unit;
+    }
+  }
+  line += UTF8FromUTF16(escaped.data(), escaped.size());
+}
+
+// A column is never empty, so that a reader can count them by eye.
+void AppendColumn(std::string& line, std::string_view text) {
+  AppendOneLine(line, text.empty() ? std::string_view("-") : text);
+  line += '\t';
+}
+
+char MarkOf(int level, std::string_view text) {
+  switch (level) {
+  case 1:
+    return '>';
+  case 2:
+    return '<';
+  default:
+    return IsErrorText(text) ? '!' : '-';
+  }
+}
+
+std::string_view WordFor(int level, std::string_view text) {
+  if (!text.empty()) {
+    return text;
+  }
+  switch (level) {
+  case 1:
+    return "enter";
+  case 2:
+    return "leave";
+  default:
+    return text;
+  }
+}
+
+} // namespace
+
+bool IsErrorText(std::string_view text) {
+  return text.starts_with(kTraceErrorIndent);
+}
+
+bool IsPerfoText(std::string_view text) {
+  return text.starts_with(kTracePerfo);
+}
+
+std::string WithoutSecrets(std::string text) {
+  constexpr std::string_view kSecret = "ustrSecurityContext";
+  if (!text.starts_with(kSecret) || text == "ustrSecurityContext = []") {
+    return text;
+  }
+  return std::string(kSecret) + " = [***]";
+}
+
+std::string_view OperationOf(std::string_view signature) {
+  const auto name = signature.substr(0, signature.find('('));
+  const auto before = name.find_last_of(": ");
+  return before == std::string_view::npos ? name : name.substr(before + 1);
+}
+
+std::string TraceColumns(const ZEPTraceRecord& record, std::string_view text, long thread,
+                         std::size_t nesting) {
+  std::string line;
+  line.reserve(text.size() + 128);
+  fmt::format_to(std::back_inserter(line), "{}\t{}\t", thread, MarkOf(record.level, text));
+  AppendColumn(line, record.className);
+  AppendColumn(line, OperationOf(record.method));
+  AppendOneLine(line, record.file != nullptr ? record.file : "-");
+  fmt::format_to(std::back_inserter(line), ":{}\t", record.line);
+  line.append(2 * std::min(nesting, kDeepestIndent), ' ');
+  AppendOneLine(line, WordFor(record.level, text));
+  return line;
+}
+
+} // namespace zep
