@@ -1,0 +1,460 @@
+#include "ZEPEnvironment.h"
+#include "ZEPHResult.h"
+#include "ZEPHttpFailure.h"
+#include "ZEPHttpLimits.h"
+#include "ZEPHttpSessionPool_libcurl.h"
+#include "ZEPHttpTransport.h"
+
+#include <csignal>
+#include <ctime>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+namespace zep {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr const char* kUserAgent = "ZEPPlatform/1.0";
+constexpr std::size_t kMaxHeadBytes = std::size_t{256} << 10;
+// Servers close what idles, from a few seconds on. A request that cannot be repeated does not go
+// out on a connection that may be closing at that moment.
+constexpr long kMaxIdleSecondsWithoutRepeat = 3;
+
+bool MayBeRepeated(std::string_view verb) {
+  constexpr std::array<std::string_view, 4> safeVerbs = {"GET", "HEAD", "OPTIONS", "TRACE"};
+  return std::find(safeVerbs.begin(), safeVerbs.end(), verb) != safeVerbs.end();
+}
+
+bool AlwaysHasBody(std::string_view verb) {
+  return verb == "PUT" || verb == "POST" || verb == "PATCH";
+}
+
+// A write to a connection that the other side closed raises SIGPIPE. It is nobody's business but
+// this thread's while the object lives.
+class BrokenPipeSignalBlock {
+public:
+  BrokenPipeSignalBlock() {
+    sigemptyset(&m_brokenPipe);
+    sigaddset(&m_brokenPipe, SIGPIPE);
+    m_wasPending = IsPending();
+    pthread_sigmask(SIG_BLOCK, &m_brokenPipe, &m_former);
+  }
+  ~BrokenPipeSignalBlock() {
+    if (!m_wasPending && IsPending()) {
+      const timespec noWait = {};
+      sigtimedwait(&m_brokenPipe, nullptr, &noWait);
+    }
+    pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
+  }
+  BrokenPipeSignalBlock(const BrokenPipeSignalBlock&) = delete;
+  BrokenPipeSignalBlock& operator=(const BrokenPipeSignalBlock&) = delete;
+
+private:
+  static bool IsPending() {
+    sigset_t pending;
+    return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+  }
+
+  sigset_t m_brokenPipe = {};
+  sigset_t m_former = {};
+  bool m_wasPending = false;
+};
+
+// The header lines as libcurl takes them.
+class HeaderList {
+public:
+  void Append(const std::string& line) {
+    curl_slist* const longer = curl_slist_append(m_list.get(), line.c_str());
+    if (longer == nullptr) {
+      throw std::bad_alloc();
+    }
+    static_cast<void>(m_list.release());
+    m_list.reset(longer);
+  }
+  curl_slist* Get() const { return m_list.get(); }
+
+private:
+  struct Deleter {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+  std::unique_ptr<curl_slist, Deleter> m_list;
+};
+
+HeaderList MakeHeaderList(const HttpRequest& request) {
+  HeaderList list;
+  for (const HttpHeader& header : request.headers) {
+    // A header without a value has a form of its own: "Name:" would mean "do not send it".
+    list.Append(header.value.empty() ? header.name + ";" : header.name + ": " + header.value);
+  }
+  // What libcurl would send unasked. "Expect" costs a wait before every large body.
+  for (const char* const name : {"Accept", "Content-Type", "Expect"}) {
+    if (std::none_of(request.headers.begin(), request.headers.end(), [name](const HttpHeader& header) {
+          return EqualsIgnoringAsciiCase(header.name, name);
+        })) {
+      list.Append(std::string(name) + ":");
+    }
+  }
+  if (!request.keepsConnection) {
+    list.Append("Connection: close");
+  }
+  return list;
+}
+
+// One request on its way, and what has come back of the answer. The callbacks say in `m_problem`
+// why they ended the transfer.
+class Transfer {
+public:
+  Transfer(const HttpRequest& request, const HttpLimits& limits, CURL* easy)
+      : m_limits(limits),
+        m_easy(easy),
+        m_mayBeRepeated(MayBeRepeated(request.verb)) {}
+
+  static int OnSend(void* self, char* /*peer*/, char* /*local*/, int /*peerPort*/, int /*localPort*/) {
+    return static_cast<Transfer*>(self)->MaySend() ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+  }
+  static std::size_t OnHeaderLine(char* bytes, std::size_t /*one*/, std::size_t count, void* self) {
+    return Guarded(self,
+                   [=](Transfer& transfer) {
+                     return transfer.AddHeaderLine({bytes, count});
+                   })
+               ? count
+               : 0;
+  }
+  static std::size_t OnBody(char* bytes, std::size_t /*one*/, std::size_t count, void* self) {
+    return Guarded(self, [=](Transfer& transfer) { return transfer.AddToBody({bytes, count}); }) ? count : 0;
+  }
+  static int OnProgress(void* self, curl_off_t /*total*/, curl_off_t received, curl_off_t /*total*/,
+                        curl_off_t sent) {
+    static_cast<Transfer*>(self)->NoteProgress(received + sent);
+    return 0;
+  }
+
+  // How long nothing may happen before IsStalled.
+  milliseconds StallLeft() const {
+    const auto quiet = std::chrono::duration_cast<milliseconds>(Clock::now() - m_lastProgress);
+    return m_sendCount == 0 ? m_limits.stallTimeout : m_limits.stallTimeout - quiet;
+  }
+  bool IsStalled() {
+    const bool stalled = StallLeft() <= milliseconds::zero();
+    if (stalled) {
+      m_problem = "no byte came or went for the time set by ZEP_HTTP_STALL_TIMEOUT_MS";
+    }
+    return stalled;
+  }
+
+  bool IsOutOfMemory() const { return m_isOutOfMemory; }
+  const char* Problem() const { return m_problem; } // null: none of ours
+  HttpAnswer& Answer() { return m_answer; }
+
+private:
+  // libcurl is C: nothing may be thrown through it.
+  template <class Step>
+  static bool Guarded(void* self, Step step) {
+    auto& transfer = *static_cast<Transfer*>(self);
+    try {
+      return step(transfer);
+    } catch (const std::bad_alloc&) {
+      transfer.m_isOutOfMemory = true;
+      transfer.m_problem = "there is not enough memory for the answer";
+      return false;
+    }
+  }
+
+  // Asked before each sending: libcurl repeats a request when a kept connection turns out to be
+  // closed, though the server may have acted on it.
+  bool MaySend() {
+    if (m_sendCount > 0 && !m_mayBeRepeated) {
+      m_problem = "the server closed the connection without an answer, and the request cannot be repeated";
+      return false;
+    }
+    ++m_sendCount;
+    m_lastProgress = Clock::now();
+    return true;
+  }
+
+  bool AddHeaderLine(std::string_view line) {
+    m_lastProgress = Clock::now();
+    m_headBytes += line.size();
+    if (m_headBytes > kMaxHeadBytes) {
+      m_problem = "the head of the answer is longer than 256 KiB";
+      return false;
+    }
+    if (m_isHeadComplete) {
+      return true; // a trailer behind a chunked body
+    }
+    const std::size_t length = line.find_last_not_of("\r\n") + 1;
+    line = line.substr(0, length);
+    if (line.empty()) {
+      // An interim answer is followed by the head of the next one.
+      m_isHeadComplete = Status() >= 200;
+      m_isInHead = false;
+    } else if (!m_isInHead) {
+      m_isInHead = true;
+      m_answer.statusLine = line;
+      m_answer.headerLines.clear();
+    } else {
+      m_answer.headerLines.emplace_back(line);
+    }
+    return true;
+  }
+
+  bool AddToBody(std::string_view bytes) {
+    std::string& body = m_answer.body;
+    const auto limit = static_cast<std::size_t>(m_limits.maxBodyBytes);
+    const std::size_t announced = AnnouncedBodySize();
+    if (announced > limit || bytes.size() > limit - body.size()) {
+      m_problem = "the body of the answer is longer than ZEP_HTTP_MAX_BODY_BYTES allows";
+      return false;
+    }
+    if (body.empty()) {
+      body.reserve(announced);
+    }
+    body.append(bytes);
+    return true;
+  }
+
+  void NoteProgress(curl_off_t movedBytes) {
+    if (movedBytes != m_movedBytes) {
+      m_movedBytes = movedBytes;
+      m_lastProgress = Clock::now();
+    }
+  }
+
+  long Status() const {
+    long status = 0;
+    curl_easy_getinfo(m_easy, CURLINFO_RESPONSE_CODE, &status);
+    return status;
+  }
+
+  std::size_t AnnouncedBodySize() const {
+    curl_off_t size = 0;
+    curl_easy_getinfo(m_easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &size);
+    return size < 0 ? 0 : static_cast<std::size_t>(size);
+  }
+
+  const HttpLimits& m_limits;
+  CURL* m_easy;
+  bool m_mayBeRepeated;
+  int m_sendCount = 0;
+  Clock::time_point m_lastProgress = Clock::now();
+  curl_off_t m_movedBytes = 0;
+  std::size_t m_headBytes = 0; // of interim answers and trailers too
+  bool m_isInHead = false;
+  bool m_isHeadComplete = false;
+  bool m_isOutOfMemory = false;
+  const char* m_problem = nullptr;
+  HttpAnswer m_answer;
+};
+
+// Sets options of a handle. An option that cannot be set fails the request: each is there for the
+// safety of it.
+class Options {
+public:
+  explicit Options(CURL* easy) : m_easy(easy) {}
+
+  template <class Value>
+  void Set(CURLoption option, Value value) {
+    const CURLcode code = (curl_easy_setopt)(m_easy, option, value);
+    m_result = m_result == CURLE_OK ? code : m_result;
+  }
+  CURLcode Result() const { return m_result; }
+
+private:
+  CURL* m_easy;
+  CURLcode m_result = CURLE_OK;
+};
+
+const char* AdditionalAuthorityFile() {
+  for (const char* const name : {"ZEP_CA_FILE", "SSL_CERT_FILE"}) {
+    const char* const path = ZEPGetEnv(name);
+    if (path != nullptr && *path != '\0') {
+      return path;
+    }
+  }
+  return nullptr;
+}
+
+void SetConnectionOptions(Options& options, const HttpRequest& request, const HttpLimits& limits) {
+  options.Set(CURLOPT_PROTOCOLS_STR, "http,https");
+  options.Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  options.Set(CURLOPT_HTTP09_ALLOWED, 0L);
+  options.Set(CURLOPT_SSL_VERIFYPEER, 1L);
+  options.Set(CURLOPT_SSL_VERIFYHOST, 2L);
+  options.Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  // Replaces the system's bundle; the system's directory of authorities stays in use beside it.
+  if (const char* const path = AdditionalAuthorityFile()) {
+    options.Set(CURLOPT_CAINFO, path);
+  }
+  options.Set(CURLOPT_FOLLOWLOCATION, 0L);
+  options.Set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+  options.Set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
+  options.Set(CURLOPT_PROXY, ""); // not even the one of the environment
+  options.Set(CURLOPT_NOSIGNAL, 1L);
+  options.Set(CURLOPT_QUICK_EXIT, 1L); // do not wait for a name look-up that timed out
+  options.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connectTimeout.count()));
+  options.Set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits.totalTimeout.count()));
+  options.Set(CURLOPT_FORBID_REUSE, request.keepsConnection ? 0L : 1L);
+  if (!MayBeRepeated(request.verb)) {
+    options.Set(CURLOPT_MAXAGE_CONN, kMaxIdleSecondsWithoutRepeat);
+  }
+}
+
+// The texts are the request's; it outlives the transfer.
+void SetRequestOptions(Options& options, const HttpRequest& request, const HeaderList& headers) {
+  options.Set(CURLOPT_URL, request.url.c_str());
+  options.Set(CURLOPT_PATH_AS_IS, 1L);
+  options.Set(CURLOPT_USERAGENT, request.userAgent.empty() ? kUserAgent : request.userAgent.c_str());
+  options.Set(CURLOPT_HTTPHEADER, headers.Get());
+  options.Set(CURLOPT_HTTPGET, 1L);
+  if (request.verb == "HEAD") {
+    options.Set(CURLOPT_NOBODY, 1L); // no body is waited for
+  }
+  if (!request.body.empty() || AlwaysHasBody(request.verb)) {
+    options.Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+    options.Set(CURLOPT_POSTFIELDS, request.body.c_str());
+  }
+  options.Set(CURLOPT_CUSTOMREQUEST, request.verb.c_str());
+}
+
+void SetCallbacks(Options& options, Transfer& transfer) {
+  void* const self = &transfer;
+  options.Set(CURLOPT_PREREQFUNCTION, &Transfer::OnSend);
+  options.Set(CURLOPT_PREREQDATA, self);
+  options.Set(CURLOPT_HEADERFUNCTION, &Transfer::OnHeaderLine);
+  options.Set(CURLOPT_HEADERDATA, self);
+  options.Set(CURLOPT_WRITEFUNCTION, &Transfer::OnBody);
+  options.Set(CURLOPT_WRITEDATA, self);
+  options.Set(CURLOPT_XFERINFOFUNCTION, &Transfer::OnProgress);
+  options.Set(CURLOPT_XFERINFODATA, self);
+  options.Set(CURLOPT_NOPROGRESS, 0L);
+}
+
+CURLcode ResultOf(CURLM* multi) {
+  int left = 0;
+  const CURLMsg* const message = curl_multi_info_read(multi, &left);
+  return message != nullptr && message->msg == CURLMSG_DONE ? message->data.result : CURLE_FAILED_INIT;
+}
+
+CURLcode RunToEnd(CURLM* multi, Transfer& transfer) {
+  constexpr milliseconds longestWait(1000);
+  while (true) {
+    int running = 0;
+    if (curl_multi_perform(multi, &running) != CURLM_OK) {
+      return CURLE_FAILED_INIT;
+    }
+    if (running == 0) {
+      return ResultOf(multi);
+    }
+    if (transfer.IsStalled()) {
+      return CURLE_OPERATION_TIMEDOUT;
+    }
+    const milliseconds wait = std::clamp(transfer.StallLeft(), milliseconds(1), longestWait);
+    if (curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait.count()), nullptr) != CURLM_OK) {
+      return CURLE_FAILED_INIT;
+    }
+  }
+}
+
+CURLcode Perform(const HttpSession& session, Transfer& transfer) {
+  const BrokenPipeSignalBlock noSignal;
+  if (curl_multi_add_handle(session.Multi(), session.Easy()) != CURLM_OK) {
+    return CURLE_FAILED_INIT;
+  }
+  const CURLcode code = RunToEnd(session.Multi(), transfer);
+  // Ends the connection of a transfer that has not come to its end.
+  curl_multi_remove_handle(session.Multi(), session.Easy());
+  return code;
+}
+
+std::string FailureText(CURLcode code, const Transfer& transfer, const char* detail) {
+  if (transfer.Problem() != nullptr) {
+    return transfer.Problem();
+  }
+  std::string text = *detail == '\0' ? curl_easy_strerror(code) : detail;
+  if (code == CURLE_PEER_FAILED_VERIFICATION) {
+    text += " (ZEP_CA_FILE can name a file with an additional authority)";
+  }
+  return text;
+}
+
+long ResultCode(CURLcode code, const Transfer& transfer) {
+  if (code == CURLE_OUT_OF_MEMORY || transfer.IsOutOfMemory()) {
+    return E_OUTOFMEMORY;
+  }
+  return code == CURLE_URL_MALFORMAT ? E_INVALIDARG : E_FAIL;
+}
+
+bool CanHaveBody(std::string_view verb, int status) {
+  return verb != "HEAD" && status >= 200 && status != 204 && status != 304;
+}
+
+// `request` is checked and stays as it is to the end.
+long SendChecked(const HttpRequest& request, HttpAnswer& oAnswer) {
+  const HttpLimits limits = CurrentHttpLimits();
+  const HeaderList headers = MakeHeaderList(request);
+  const BorrowedHttpSession session;
+  std::array<char, CURL_ERROR_SIZE> detail = {};
+  Transfer transfer(request, limits, session->Easy());
+
+  curl_easy_reset(session->Easy());
+  Options options(session->Easy());
+  options.Set(CURLOPT_ERRORBUFFER, detail.data());
+  SetConnectionOptions(options, request, limits);
+  SetRequestOptions(options, request, headers);
+  SetCallbacks(options, transfer);
+  const CURLcode code = options.Result() == CURLE_OK ? Perform(*session, transfer) : options.Result();
+  long status = 0;
+  curl_easy_getinfo(session->Easy(), CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_reset(session->Easy()); // forgets the addresses of what ends here
+
+  if (code != CURLE_OK || transfer.Problem() != nullptr) {
+    return ReportHttpFailure(ResultCode(code, transfer), request.verb + " " + request.url + ": " +
+                                                             FailureText(code, transfer, detail.data()));
+  }
+  oAnswer = std::move(transfer.Answer());
+  oAnswer.status = static_cast<int>(status);
+  oAnswer.hasBody = CanHaveBody(request.verb, oAnswer.status);
+  return S_OK;
+}
+
+// Brings the request into the form in which it is sent; what is wrong with it, or the empty text.
+std::string Prepare(HttpRequest& ioRequest) {
+  std::string problem = ProblemOfVerb(ioRequest.verb);
+  if (problem.empty()) {
+    problem = PrepareUrl(std::string(ioRequest.url), ioRequest.url);
+  }
+  if (problem.empty()) {
+    HttpHeader agent;
+    problem = PrepareHeader("User-Agent", ioRequest.userAgent, agent);
+    ioRequest.userAgent = agent.value;
+  }
+  for (HttpHeader& header : ioRequest.headers) {
+    if (problem.empty()) {
+      problem = PrepareHeader(header.name, header.value, header);
+    }
+  }
+  return problem;
+}
+
+} // namespace
+
+long SendHttp(HttpRequest request, HttpAnswer& oAnswer) {
+  try {
+    const std::string problem = Prepare(request);
+    return problem.empty() ? SendChecked(request, oAnswer)
+                           : ReportHttpFailure(E_INVALIDARG, "the request is not sent: " + problem);
+  } catch (const std::bad_alloc&) {
+    return ReportHttpFailure(E_OUTOFMEMORY, "out of memory");
+  }
+}
+
+} // namespace zep

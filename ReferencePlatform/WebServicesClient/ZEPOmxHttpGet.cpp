@@ -1,0 +1,8 @@
+#include "ZEPOmxHttpGet.h"
+
+#include "ZEPOmxCreation.h"
+#include "ZEPOmxHttpRequestData.h"
+
+ZEPOmxSP<ZEPOmxHttpGet> ZEPOmxHttpGet::Create(const ZEPUnicodeString& iUrl) {
+  return zep::CreateOrNull<zep::HttpObjectRequest<ZEPOmxHttpGet>>("GET", iUrl);
+}
