@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
+#include <cstring>
 #include <stdexcept>
 
 namespace zep {
@@ -17,6 +19,19 @@ constexpr std::size_t kUnitsPerStep = std::size_t{1} << 28;
 
 bool IsPair(const char16_t* units, std::size_t position, std::size_t unitCount) {
   return position + 1 < unitCount && U16_IS_LEAD(units[position]) && U16_IS_TRAIL(units[position + 1]);
+}
+
+// Texts are mostly ASCII: four units at once are looked at.
+constexpr std::size_t kUnitsPerWord = sizeof(std::uint64_t) / sizeof(char16_t);
+
+bool IsASCIIWord(const char16_t* units) {
+  std::uint64_t word;
+  std::memcpy(&word, units, sizeof word);
+  return (word & 0xFF80FF80FF80FF80U) == 0;
+}
+
+std::size_t ExtraBytes(char16_t unit) {
+  return (unit >= 0x80 ? 1U : 0U) + (unit >= 0x800 ? 1U : 0U);
 }
 
 void CheckConverted(UErrorCode status) {
@@ -71,12 +86,17 @@ void ReplaceLoneSurrogates(std::u16string& text) {
 
 std::size_t UTF8ByteCount(const char16_t* units, std::size_t unitCount) {
   std::size_t bytes = unitCount;
-  for (std::size_t i = 0; i < unitCount; ++i) {
-    bytes += (units[i] >= 0x80 ? 1U : 0U) + (units[i] >= 0x800 ? 1U : 0U);
-  }
-  // A pair was counted as twice three bytes and has four.
-  for (std::size_t i = 0; i + 1 < unitCount; ++i) {
-    bytes -= U16_IS_LEAD(units[i]) && U16_IS_TRAIL(units[i + 1]) ? 2U : 0U;
+  for (std::size_t i = 0; i < unitCount;) {
+    if (unitCount - i >= kUnitsPerWord && IsASCIIWord(units + i)) {
+      i += kUnitsPerWord;
+      continue;
+    }
+    const std::size_t end = std::min(i + kUnitsPerWord, unitCount);
+    for (; i < end; ++i) {
+      bytes += ExtraBytes(units[i]);
+      // A pair is counted as twice three bytes and has four.
+      bytes -= i > 0 && IsPair(units, i - 1, unitCount) ? 2U : 0U;
+    }
   }
   return bytes;
 }
