@@ -20,7 +20,7 @@ DOCUMENTS = pathlib.Path(os.environ["ZEP_DOCUMENTS_DIR"])
 STYLESHEETS = RESOURCES / "xsl"
 DISPLAY = STYLESHEETS / "CfgEffectivityDisplay.xsl"
 BRANCHING = STYLESHEETS / "CfgEffectivityDisplay_Branching.xsl"
-SERVER_DISPLAY = STYLESHEETS / "server" / "CfgEffectivityDisplay.xsl"
+SERVER_DISPLAY = STYLESHEETS / "server" / "CfgEffectivityDisplay_UTF16.xsl"
 SERVICE = "/resources/modeler/configuration/navigationServices/getConfiguredExpressionXSLT/"
 CONTEXT = "Design lead.Kestrel.Shared workshop"
 

@@ -60,8 +60,8 @@ class Authority:
 
 
 CONFIGURATION = """
-daemon off;
-master_process off;
+{user}daemon off;
+worker_processes 1;
 pid {folder}/nginx.pid;
 error_log {folder}/error.log info;
 events {{ worker_connections 64; }}
@@ -99,6 +99,7 @@ class Nginx:
         configuration.write_text(
             CONFIGURATION.format(
                 folder=self.folder, port=port, locations=locations, certificate=lines,
+                user="user root;\n" if os.geteuid() == 0 else "",  # the worker reads test folders
                 tls=" ssl" if certificate else "",
             )
         )
