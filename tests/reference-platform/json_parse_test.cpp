@@ -160,7 +160,7 @@ TEST(Json, Parse_FailsAndLeavesTheOutput_NotOneDocument) {
       Row{__LINE__, "nulll"},
       Row{__LINE__, "// c\n1"},
       Row{__LINE__, "<html><body>502 Bad Gateway</body></html>"},
-      Row{__LINE__, Nested(512)},
+      Row{__LINE__, Nested(513)},
       Row{__LINE__, Nested(100000)},
       Row{__LINE__, std::string(100000, '[')},
   };
@@ -174,7 +174,7 @@ TEST(Json, Parse_FailsAndLeavesTheOutput_NotOneDocument) {
 }
 
 TEST(Json, Parse_TakesEveryLevel_DepthAtTheLimit) {
-  EXPECT_EQ(Show(Parsed(Nested(511))).size(), 2 * 511U + 510U);
+  EXPECT_EQ(Show(Parsed(Nested(512))).size(), 2 * 512U + 511U);
 }
 
 TEST(Json, Parse_SaysWhatIsWrong_LastError) {
