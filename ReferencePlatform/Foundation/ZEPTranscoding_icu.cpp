@@ -14,8 +14,8 @@ namespace {
 
 constexpr char16_t kReplacement = u'\uFFFD';
 
-// ICU counts in 32 bits, and a unit gives up to three bytes.
-constexpr std::size_t kUnitsPerStep = std::size_t{1} << 28;
+// ICU counts in 32 bits, and a unit gives up to three bytes: long texts are written step by step.
+constexpr std::size_t kUnitsPerStep = std::size_t{1} << 16;
 
 bool IsPair(const char16_t* units, std::size_t position, std::size_t unitCount) {
   return position + 1 < unitCount && U16_IS_LEAD(units[position]) && U16_IS_TRAIL(units[position + 1]);

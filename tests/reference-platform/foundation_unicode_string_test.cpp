@@ -305,6 +305,24 @@ TEST(UnicodeString, NarrowText_ReplacesLoneSurrogates_GeneratedInput) {
   }
 }
 
+TEST(UnicodeString, NarrowText_KeepsPairsTogether_LongText) {
+  const std::u16string pair = u"\U0001F600";
+  const std::u16string high(1, pair[0]);
+  // Pairs at even and at odd positions, a lone surrogate before and behind them.
+  for (const std::size_t before : {0U, 1U, 65534U, 65535U, 65536U, 131071U}) {
+    std::u16string units(before, u'a');
+    units += high;
+    while (units.size() < 200000) {
+      units += pair;
+    }
+    units += high;
+    SCOPED_TRACE(before);
+    const std::string bytes = ToUTF8(units);
+    EXPECT_EQ(bytes.size(), before + 6 + 2 * (units.size() - before - 2));
+    EXPECT_EQ(Decoder(bytes).Decode(), WithoutLoneSurrogates(units));
+  }
+}
+
 TEST(UnicodeString, Construction_IsEmpty_NullNarrowText) {
   const char* const nothing = nullptr;
   const ZEPUnicodeString text(nothing);
