@@ -1,0 +1,289 @@
+#include "CommandLine.h"
+
+#include "Commands.h"
+#include "Environment.h"
+#include "Failure.h"
+#include "Output.h"
+#include "Suggestion.h"
+#include "Text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <exception>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zep::cli {
+namespace {
+
+// Everything that the command line says.
+struct Arguments {
+  GlobalOptions global;
+  OutputOptions output;
+  FormatOptions format;
+  CallOptions call;
+  StylesheetOptions stylesheet;
+  StylesheetCheckOptions check;
+};
+
+// Help begins with an example.
+class HelpFormatter : public CLI::Formatter {
+public:
+  void setExample(const CLI::App* app, const std::string& example) { m_examples[app] = example; }
+
+  std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override {
+    const auto found = m_examples.find(app);
+    const bool isWhole = mode != CLI::AppFormatMode::Sub && found != m_examples.end();
+    return (isWhole ? "Example: " + found->second + "\n\n" : "") + CLI::Formatter::make_help(app, name, mode);
+  }
+
+private:
+  std::map<const CLI::App*, std::string> m_examples;
+};
+
+class CommandLine {
+public:
+  CommandLine() : m_help(std::make_shared<HelpFormatter>()) {
+    m_help->column_width(32);
+    addGlobalOptions();
+    addFormat();
+    addCall();
+    addStylesheet();
+    addDoctor();
+  }
+
+  int run(int argc, const char* const* argv) {
+    std::vector<std::string> words = withTraceFileJoined(argc, argv);
+    std::reverse(words.begin(), words.end()); // the order in which the parser takes them
+    try {
+      m_app.parse(words);
+      refuseUnknownWords();
+    } catch (const CLI::Success& success) {
+      return m_app.exit(success); // --help and --version
+    } catch (const CLI::ParseError& error) {
+      writeNote("zepcfg: " + withoutControls(error.what()) + "; see zepcfg " + chosenCommand() + "--help\n");
+      return exitFailed;
+    }
+    return runChosen();
+  }
+
+private:
+  void addGlobalOptions() {
+    m_app.name("zepcfg");
+    m_app.description("Configuration expressions: display text, web services, stylesheets.");
+    m_app.formatter(m_help);
+    m_app.allow_extras(); // refused later, with a suggestion
+    m_app.set_version_flag("--version", std::string("zepcfg ") + ZEP_VERSION);
+    m_app
+        .add_option("--url", m_arguments.global.url,
+                    "URL of the PLM server (ZEP_URL); without one none is asked")
+        ->type_name("URL");
+    m_app
+        .add_option("--context", m_arguments.global.context, "security context for the server (ZEP_CONTEXT)")
+        ->type_name("TEXT");
+    m_app.add_flag("--branching", m_arguments.global.branching,
+                   "use the branching stylesheet (ZEP_BRANCHING=1)");
+    m_app
+        .add_option(
+            "--trace", m_arguments.global.trace,
+            "show the library's trace, or append it to a file: behind the command, write --trace=FILE")
+        ->type_name("[FILE]");
+    m_app.add_flag("--json", m_arguments.output.json, "write one JSON object");
+    m_app.add_option("-o,--output", m_arguments.output.file, "write the result to this file")
+        ->type_name("FILE");
+    m_help->setExample(&m_app, "zepcfg format samples/one-feature.xml");
+    m_app.footer("The options above may stand behind the command too.\n"
+                 "Exit code: 0 done, 1 the answer is no, 2 it failed.");
+  }
+
+  CLI::App* addCommand(CLI::App& parent, const std::string& name, const std::string& description,
+                       const std::string& example) {
+    CLI::App* const command = parent.add_subcommand(name, description);
+    command->formatter(m_help);
+    command->fallthrough();
+    command->footer("Options for every command: zepcfg --help");
+    m_help->setExample(command, example);
+    return command;
+  }
+
+  void onRun(const CLI::App* command, std::function<int()> action) { m_actions[command] = std::move(action); }
+
+  void addFormat() {
+    FormatOptions& options = m_arguments.format;
+    CLI::App* const command = addCommand(m_app, "format", "display text of an expression",
+                                         "zepcfg format --compact samples/two-contexts.xml");
+    command->add_option("FILE", options.file, "expression in XML; none or -: standard input");
+    command->add_option("--stylesheet", options.stylesheet, "stylesheet to use before any other")
+        ->type_name("FILE");
+    command->add_flag("--compact", options.compact, "the stylesheet's compact view");
+    onRun(command, [this, &options] {
+      options.output = m_arguments.output;
+      return runFormat(options);
+    });
+  }
+
+  void addCall() {
+    CallOptions& options = m_arguments.call;
+    CLI::App* const command =
+        addCommand(m_app, "call", "one web-service call",
+                   "zepcfg --url http://127.0.0.1:8080 --context Reader call POST /echo --data '{\"a\":1}'");
+    command->add_option("VERB", options.verb, "GET, PUT or POST")
+        ->required()
+        ->check(CLI::IsMember({"GET", "PUT", "POST"}));
+    command->add_option("PATH", options.path, "path of the service, put behind the server's URL as it stands")
+        ->required();
+    command
+        ->add_option("--data", options.data, "body: JSON, or @FILE for that of a file (@-: standard input)")
+        ->type_name("JSON|@FILE");
+    command->add_flag("--legacy", options.legacy, "use the legacy HTTP stack");
+    onRun(command, [this, &options] {
+      options.output = m_arguments.output;
+      return runCall(options);
+    });
+  }
+
+  void addStylesheet() {
+    StylesheetOptions& options = m_arguments.stylesheet;
+    CLI::App* const command =
+        addCommand(m_app, "stylesheet", "which stylesheet would be used, and why", "zepcfg stylesheet");
+    command->add_flag("--print", options.print, "print the stylesheet itself");
+    onRun(command, [this, &options] {
+      options.output = m_arguments.output;
+      return runStylesheet(options);
+    });
+    StylesheetCheckOptions& checkOptions = m_arguments.check;
+    CLI::App* const check =
+        addCommand(*command, "check", "does a stylesheet compile, and what in it would surprise",
+                   "zepcfg stylesheet check resources/xsl/CfgEffectivityDisplay.xsl");
+    check->add_option("FILE", checkOptions.file, "the stylesheet")->required();
+    onRun(check, [this, &checkOptions] {
+      checkOptions.output = m_arguments.output;
+      return runStylesheetCheck(checkOptions);
+    });
+  }
+
+  void addDoctor() {
+    const CLI::App* const command =
+        addCommand(m_app, "doctor", "what the environment, settings, installation and server look like",
+                   "zepcfg doctor");
+    onRun(command, [this] { return runDoctor({m_arguments.output}); });
+  }
+
+  // The words behind the program's name. A file behind --trace is joined to it in front of the
+  // command only: behind it, the next word may well be the input, which a trace must not spoil.
+  std::vector<std::string> withTraceFileJoined(int argc, const char* const* argv) const {
+    std::vector<std::string> words;
+    bool isBeforeCommand = true;
+    for (int i = 1; i < argc; ++i) {
+      std::string word = argv[i];
+      isBeforeCommand = isBeforeCommand && !isCommand(word) && word != "--";
+      if (word == "--trace") {
+        const bool hasFile =
+            isBeforeCommand && i + 1 < argc && argv[i + 1][0] != '-' && !isCommand(argv[i + 1]);
+        word += hasFile ? std::string("=") + argv[++i] : "=-";
+      }
+      words.push_back(std::move(word));
+    }
+    return words;
+  }
+
+  bool isCommand(const std::string& word) const {
+    const std::vector<std::string> names = commandNames();
+    return std::find(names.begin(), names.end(), word) != names.end();
+  }
+
+  std::vector<std::string> commandNames() const {
+    std::vector<std::string> names;
+    for (const CLI::App* command : m_app.get_subcommands(nullptr)) {
+      names.push_back(command->get_name());
+    }
+    return names;
+  }
+
+  static void addOptionNames(const CLI::App& app, std::vector<std::string>& names) {
+    for (const CLI::Option* option : app.get_options()) {
+      for (const std::string& name : option->get_lnames()) {
+        names.push_back("--" + name);
+      }
+    }
+  }
+
+  // The innermost command that was named, or the program itself.
+  const CLI::App* chosen() const {
+    const CLI::App* command = &m_app;
+    while (!command->get_subcommands().empty()) {
+      command = command->get_subcommands().front();
+    }
+    return command;
+  }
+
+  std::string chosenCommand() const {
+    std::string names;
+    for (const CLI::App* command = chosen(); command != &m_app; command = command->get_parent()) {
+      names = command->get_name() + " " + names;
+    }
+    return names;
+  }
+
+  void refuseUnknownWords() const {
+    const std::vector<std::string> unknown = m_app.remaining(true);
+    const bool hasCommand = chosen() != &m_app;
+    if (unknown.empty() && !hasCommand) {
+      throw CLI::RequiredError("a command is missing: format, call, stylesheet or doctor",
+                               CLI::ExitCodes::RequiredError);
+    }
+    if (unknown.empty()) {
+      return;
+    }
+    const std::string& word = unknown.front();
+    std::vector<std::string> known = hasCommand ? std::vector<std::string>() : commandNames();
+    addOptionNames(m_app, known);
+    addOptionNames(*chosen(), known);
+    const std::string nearest = nearestWord(word.substr(0, word.find('=')), known);
+    const std::string kind = startsWith(word, "-") ? "option" : hasCommand ? "argument" : "command";
+    throw CLI::ExtrasError("unknown " + kind + " '" + word + "'" +
+                               (nearest.empty() ? "" : ", did you mean " + nearest + "?"),
+                           CLI::ExitCodes::ExtrasError);
+  }
+
+  int runChosen() {
+    try {
+      prepareEnvironment(m_arguments.global);
+      return m_actions.at(chosen())();
+    } catch (const CommandFailure& failure) {
+      report(failure.failure());
+    } catch (const std::exception& error) {
+      report({"zepcfg",
+              chosenCommand() + "ended",
+              -1,
+              {error.what()},
+              "",
+              "run it again with --trace to see how far it came"});
+    }
+    return exitFailed;
+  }
+
+  void report(const Failure& failure) const {
+    writeNote(failureReport(failure));
+    if (m_arguments.output.json) {
+      writeJSON(failureObject(failure), "");
+    }
+  }
+
+  Arguments m_arguments;
+  CLI::App m_app;
+  std::shared_ptr<HelpFormatter> m_help;
+  std::map<const CLI::App*, std::function<int()>> m_actions;
+};
+
+} // namespace
+
+int runCommandLine(int argc, const char* const* argv) {
+  prepareOutput();
+  return CommandLine().run(argc, argv);
+}
+
+} // namespace zep::cli

@@ -1,0 +1,273 @@
+#include "Commands.h"
+
+#include "Environment.h"
+#include "Failure.h"
+#include "Output.h"
+#include "Server.h"
+#include "StylesheetCandidates.h"
+#include "StylesheetCheck.h"
+#include "Text.h"
+#include "ZEPHResult.h"
+#include "ZEPSettingsLocations.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace zep::cli {
+namespace {
+
+enum class Health { good, note, fault };
+
+struct Check {
+  std::string area;
+  Health health;
+  std::string detail;
+  std::string remedy;
+};
+
+using Checks = std::vector<Check>;
+
+const char* healthName(Health health) {
+  switch (health) {
+  case Health::good:
+    return "ok";
+  case Health::note:
+    return "note";
+  case Health::fault:
+    return "fault";
+  }
+  return "";
+}
+
+// ---- environment -------------------------------------------------------------------------------
+
+std::string shown(const char* name, const std::string& value) {
+  return std::string(name) + " is '" + value + "'";
+}
+
+void checkURL(Checks& checks) {
+  const std::string url = serverURL();
+  const std::string lower = toLowerASCII(url);
+  if (url.empty()) {
+    checks.push_back({"environment", Health::note, "no server is named, none is asked",
+                      "name one with --url URL or ZEP_URL if there is one"});
+  } else if (!startsWith(lower, "http://") && !startsWith(lower, "https://")) {
+    checks.push_back({"environment", Health::fault, "the server's URL is '" + url + "'",
+                      "it has to begin with http:// or https://"});
+  } else {
+    checks.push_back({"environment", Health::good, "the server's URL is '" + url + "'", ""});
+  }
+}
+
+void checkContext(Checks& checks) {
+  if (!environmentValue("ZEP_CONTEXT").value_or("").empty()) {
+    checks.push_back({"environment", Health::good, "the security context is set", ""});
+  } else if (!serverURL().empty()) {
+    checks.push_back({"environment", Health::fault, "there is a server but no security context",
+                      "name one with --context TEXT or ZEP_CONTEXT"});
+  }
+}
+
+// A switch that only one value switches on.
+void checkSwitch(const char* name, const std::string& effect, Checks& checks) {
+  const std::string value = environmentValue(name).value_or("");
+  if (value == "1") {
+    checks.push_back({"environment", Health::note, shown(name, value) + ": " + effect, ""});
+  } else if (!value.empty() && value != "0") {
+    checks.push_back({"environment", Health::note, shown(name, value) + ", which does nothing",
+                      "only '1' switches it on"});
+  }
+}
+
+void checkEnvironment(Checks& checks) {
+  checkURL(checks);
+  checkContext(checks);
+  checkSwitch("ZEP_BRANCHING", "the branching stylesheet is used", checks);
+  checkSwitch("CFG_OldCallWebService", "calls use the legacy stack", checks);
+}
+
+// ---- settings ----------------------------------------------------------------------------------
+
+Check describeSetting(const Candidate& setting, const ZEPSettingsFileState& file) {
+  const std::string detail = (setting.path.empty() ? "" : setting.path + ": ") + setting.reason;
+  if (setting.state == CandidateState::refused) {
+    return {"settings", Health::fault, detail,
+            "change the value, or name a stylesheet with --stylesheet FILE"};
+  }
+  if (!file.problem.empty()) {
+    return {"settings", Health::fault, detail,
+            "correct the file: EffCustoPath = \"/path/to/stylesheet.xsl\""};
+  }
+  if (setting.state == CandidateState::missing && !setting.path.empty()) {
+    return {"settings", Health::fault, detail, "correct the path or remove the setting"};
+  }
+  return {"settings",
+          file.path.empty() || setting.state == CandidateState::used ? Health::good : Health::note, detail,
+          ""};
+}
+
+// As they are without a server, which would make the later ones needless.
+std::vector<Candidate> localCandidates() {
+  return findCandidates({});
+}
+
+void checkSettings(Checks& checks) {
+  for (const Candidate& candidate : localCandidates()) {
+    if (candidate.source == "setting") {
+      checks.push_back(describeSetting(candidate, ZEPFindSettingsFile("EffeCustoFilePathSetting")));
+    }
+  }
+  std::string places;
+  for (const std::string& place : ZEPSettingsLocations()) {
+    places += (places.empty() ? "" : ", ") + place;
+  }
+  checks.push_back({"settings", Health::good, "settings are looked for in " + places, ""});
+}
+
+// ---- stylesheets -------------------------------------------------------------------------------
+
+void addFindings(const std::string& area, const std::string& what, const StylesheetReport& report,
+                 Checks& checks) {
+  for (const Finding& finding : report.findings) {
+    checks.push_back({area, Health::fault,
+                      what + ": " + (finding.line == 0 ? "" : "line " + std::to_string(finding.line) + ": ") +
+                          finding.text,
+                      finding.remedy});
+  }
+  if (report.findings.empty()) {
+    checks.push_back({area, Health::good,
+                      what + " compiles, its output is decoded as " + decodingName(report.decodedAs), ""});
+  }
+}
+
+void checkFile(const std::string& area, const std::string& file, Checks& checks) {
+  try {
+    addFindings(area, "'" + file + "'", checkStylesheetFile(file), checks);
+  } catch (const CommandFailure& failure) {
+    checks.push_back({area, Health::fault, "'" + file + "': " + failure.failure().errors.front(),
+                      failure.failure().remedy});
+  }
+}
+
+void checkInstallation(Checks& checks) {
+  const std::string roots = environmentValue("ZEPInstallPath").value_or("");
+  checks.push_back({"installation", Health::good, "ZEPInstallPath is '" + roots + "'", ""});
+  bool isFound = false;
+  for (const Candidate& candidate : localCandidates()) {
+    if (candidate.source != "installation" || candidate.path.empty() || isFound) {
+      continue;
+    }
+    isFound = candidate.state != CandidateState::missing;
+    if (!isFound) {
+      checks.push_back({"installation", Health::note, "there is no '" + candidate.path + "'", ""});
+    }
+  }
+  if (!isFound) {
+    checks.push_back({"installation", Health::fault, "no installation root holds a stylesheet",
+                      "let ZEPInstallPath name a folder with resources/xsl/" + installedStylesheetName() +
+                          ", or unset it to use that of zepcfg"});
+  }
+}
+
+// ---- server ------------------------------------------------------------------------------------
+
+std::string inOneLine(const std::string& text) {
+  std::string line = text;
+  while (!line.empty() && line.back() == '\n') {
+    line.pop_back();
+  }
+  return replaceAll(line, "\n", "; ");
+}
+
+std::string failureInWords(const Failure& failure) {
+  std::string text = failure.operation + " failed with " + resultInWords(failure.code);
+  for (const std::string& error : failure.errors) {
+    text += "; " + inOneLine(error);
+  }
+  return failure.message.empty() ? text : text + "; " + inOneLine(failure.message);
+}
+
+void checkServer(const ServerInquiry& inquiry, Checks& checks) {
+  if (!inquiry.answer.wasAsked) {
+    return;
+  }
+  if (inquiry.failure) {
+    checks.push_back({"server", Health::fault, failureInWords(*inquiry.failure), inquiry.failure->remedy});
+  } else if (inquiry.answer.stylesheet.empty()) {
+    checks.push_back({"server", Health::note, "it answers, and has no stylesheet", ""});
+  } else {
+    addFindings("server", "its stylesheet", checkServerStylesheet(inquiry.answer.stylesheet), checks);
+  }
+}
+
+void checkChoice(const ServerInquiry& inquiry, Checks& checks) {
+  const std::vector<Candidate> candidates = findCandidates(inquiry.answer);
+  const Candidate* const deciding = decidingCandidate(candidates);
+  if (deciding == nullptr) {
+    checks.push_back(
+        {"stylesheet", Health::fault, "there is none to format with", "name one with --stylesheet FILE"});
+  } else if (deciding->state == CandidateState::used && !deciding->path.empty()) {
+    checkFile("stylesheet", deciding->path, checks);
+  } else if (deciding->state == CandidateState::used) {
+    checks.push_back({"stylesheet", Health::good, "the server's is used", ""});
+  }
+}
+
+// ---- report ------------------------------------------------------------------------------------
+
+const char* colour(Health health) {
+  return health == Health::fault ? "\x1B[31m" : health == Health::note ? "\x1B[33m" : "\x1B[32m";
+}
+
+std::string inWords(const Checks& checks, bool isColoured) {
+  std::string text;
+  for (const Check& check : checks) {
+    std::string health = healthName(check.health);
+    health.resize(7, ' ');
+    text += isColoured ? colour(check.health) + health + "\x1B[0m" : health;
+    text += withoutControls(check.area + ": " + check.detail) + "\n";
+    if (!check.remedy.empty()) {
+      text += "       remedy: " + withoutControls(check.remedy) + "\n";
+    }
+  }
+  return text;
+}
+
+nlohmann::ordered_json asJSON(const Checks& checks) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const Check& check : checks) {
+    list.push_back({{"area", check.area},
+                    {"state", healthName(check.health)},
+                    {"detail", check.detail},
+                    {"remedy", check.remedy}});
+  }
+  return list;
+}
+
+} // namespace
+
+int runDoctor(const DoctorOptions& options) {
+  Checks checks;
+  checkEnvironment(checks);
+  checkSettings(checks);
+  checkInstallation(checks);
+  const ServerInquiry inquiry = askServer();
+  checkServer(inquiry, checks);
+  checkChoice(inquiry, checks);
+
+  const bool hasFault = std::any_of(checks.begin(), checks.end(),
+                                    [](const Check& check) { return check.health == Health::fault; });
+  if (options.output.json) {
+    nlohmann::ordered_json object = resultObject(inquiry.failure ? inquiry.failure->code
+                                                 : hasFault      ? E_FAIL
+                                                                 : S_OK);
+    object["checks"] = asJSON(checks);
+    writeJSON(object, options.output.file);
+  } else {
+    writeResult(inWords(checks, wantsColours(options.output.file)), options.output.file);
+  }
+  return hasFault ? exitFailed : exitDone;
+}
+
+} // namespace zep::cli

@@ -1,0 +1,129 @@
+#include "Input.h"
+
+#include "Failure.h"
+#include "Text.h"
+#include "XMLDecoding.h"
+#include "ZEPFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zep::cli {
+namespace {
+
+const char reading[] = "reading the input";
+
+[[noreturn]] void failReading(const std::string& file, int error) {
+  const bool isMissing = error == ENOENT || error == ENOTDIR;
+  const char* const remedy = error == EISDIR   ? "name a file"
+                             : isMissing       ? "check the name of the file"
+                             : error == EACCES ? "make the file readable for yourself"
+                                               : "check the file";
+  failBadInput(inputName(file), reading, std::strerror(error), remedy);
+}
+
+// An open file; standard input is left open.
+class Descriptor {
+public:
+  explicit Descriptor(const std::string& file)
+      : m_number(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (m_number < 0) {
+      failReading(file, errno);
+    }
+  }
+  ~Descriptor() {
+    if (m_number != STDIN_FILENO) {
+      close(m_number);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int number() const { return m_number; }
+
+private:
+  int m_number;
+};
+
+void sayThatItWaits(int descriptor) {
+  if (isatty(descriptor) && isatty(STDERR_FILENO)) {
+    std::fputs("zepcfg: reading from the terminal, Ctrl-D ends the text\n", stderr);
+  }
+}
+
+// Returns the bytes added, 0 at the end.
+std::size_t readPiece(const std::string& file, int descriptor, std::string& bytes) {
+  constexpr std::size_t piece = std::size_t{1} << 18;
+  const std::size_t before = bytes.size();
+  bytes.resize(before + piece);
+  ssize_t count = 0;
+  do {
+    count = read(descriptor, bytes.data() + before, piece);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) {
+    failReading(file, errno);
+  }
+  bytes.resize(before + static_cast<std::size_t>(count));
+  return static_cast<std::size_t>(count);
+}
+
+template <class Decode>
+ZEPUnicodeString decodeOrFail(const std::string& file, Decode decode) {
+  const std::string bytes = readInput(file);
+  try {
+    return decode(bytes);
+  } catch (const DecodingError& error) {
+    failBadInput(inputName(file), "decoding the input", error.what(),
+                 "save the text as UTF-8, or let its XML declaration name the encoding that it is in");
+  }
+}
+
+} // namespace
+
+std::string readInput(const std::string& file) {
+  const Descriptor descriptor(file);
+  sayThatItWaits(descriptor.number());
+  std::string bytes;
+  while (readPiece(file, descriptor.number(), bytes) > 0) {
+    if (bytes.size() > largestInput) {
+      failBadInput(inputName(file), reading,
+                   "the input is larger than " + std::to_string(largestInput >> 20) + " MiB",
+                   "give it in smaller pieces");
+    }
+  }
+  return bytes;
+}
+
+ZEPUnicodeString readXML(const std::string& file) {
+  return decodeOrFail(file, decodeXML);
+}
+
+ZEPUnicodeString readData(const std::string& data) {
+  return startsWith(data, "@") ? decodeOrFail(data.substr(1), decodeText) : fromUTF8(data);
+}
+
+void requireStylesheet(const std::string& file) {
+  const char operation[] = "looking for the stylesheet";
+  struct stat info;
+  if (ZEPGetFileInfo(fromUTF8(file), &info) != 0) {
+    failBadInput(
+        inputName(file), operation, "there is no such file",
+        "check the name; without --stylesheet the server's, the setting's or the installed stylesheet "
+        "is used");
+  }
+  if (!S_ISREG(info.st_mode)) {
+    failBadInput(inputName(file), operation,
+                 S_ISDIR(info.st_mode) ? "it is a directory" : "it is not a regular file",
+                 "name a stylesheet file");
+  }
+  if (access(file.c_str(), R_OK) != 0 && errno == EACCES) {
+    failBadInput(inputName(file), operation, std::strerror(EACCES), "make the file readable for yourself");
+  }
+}
+
+} // namespace zep::cli

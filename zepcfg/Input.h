@@ -1,0 +1,25 @@
+#pragma once
+
+#include "ZEPUnicodeString.h"
+
+#include <cstddef>
+#include <string>
+
+// What commands read. Every function throws CommandFailure where it cannot.
+namespace zep::cli {
+
+inline constexpr std::size_t largestInput = std::size_t{256} << 20; // bytes
+
+// All of a file, a pipe, or standard input for "-".
+std::string readInput(const std::string& file);
+
+// An XML document, in whatever encoding it says that it is.
+ZEPUnicodeString readXML(const std::string& file);
+
+// The JSON of the option --data: the text itself, or that of a file behind "@" ("@-": standard input).
+ZEPUnicodeString readData(const std::string& data);
+
+// Fails unless there is a regular file of that name for the library to read.
+void requireStylesheet(const std::string& file);
+
+} // namespace zep::cli

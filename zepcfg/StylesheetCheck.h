@@ -1,0 +1,28 @@
+#pragma once
+
+#include "StylesheetScan.h"
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace zep::cli {
+
+struct StylesheetReport {
+  Decoding decodedAs;
+  std::vector<Finding> findings;
+};
+
+// Whether a stylesheet file compiles, how its output would be decoded, and what in it would surprise.
+// Throws CommandFailure when the file cannot be read.
+StylesheetReport checkStylesheetFile(const std::string& file);
+
+// The same of the text of a server's stylesheet, which the library compiles only when it formats.
+StylesheetReport checkServerStylesheet(const std::string& text);
+
+nlohmann::ordered_json findingsAsJSON(const std::vector<Finding>& findings);
+
+// "line 3: text; remedy"
+std::string findingInWords(const Finding& finding);
+
+} // namespace zep::cli
