@@ -6,7 +6,8 @@ class ZEPUnicodeString;
 
 // Writes the trace records of one source file. Nothing that it does ever changes a result: a
 // trace that cannot be written is dropped. Several threads may use one object; a record that is
-// open belongs to the thread that opened it, the current method belongs to the object.
+// open belongs to the thread that opened it, the current method belongs to the object (where several
+// threads use it at once, a platform may keep one for each of them).
 class ZEP_PLATFORM_API PLMCfgInTraceClass {
 public:
   // Both texts are copied. An empty trace group stands for the default group.
