@@ -107,6 +107,7 @@ StylesheetText readStylesheet(const std::string& path) {
 std::string installedStylesheetPath() {
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  return (program.parent_path().parent_path() / "share/zepcfg/resources/xsl/server/CfgEffectivityDisplay_UTF16.xsl")
+  return (program.parent_path().parent_path() /
+          "share/zepcfg/resources/xsl/server/CfgEffectivityDisplay_UTF16.xsl")
       .string();
 }

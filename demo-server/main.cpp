@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <exception>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -103,9 +104,7 @@ int serve(DemoServer& server, int port, const sigset_t& endSignals) {
   return exitDone;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   Arguments arguments;
   CLI::App app;
   describe(app, arguments);
@@ -145,4 +144,15 @@ int main(int argc, char** argv) {
                 "; take another port, or 0 for a free one");
   }
   return serve(server, port, endSignals);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "zep-demo-server: %s\n", error.what());
+    return exitFailed;
+  }
 }
