@@ -46,5 +46,5 @@ void ZEPError::ZEPCleanLastError() {
 }
 
 void ZEPSetLastError(long code, std::string utf8Message) {
-  lastError.emplace(code, std::move(utf8Message));
+  lastError = LastError{code, std::move(utf8Message)};
 }
