@@ -24,6 +24,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr const char* kUserAgent = "ZEPPlatform/1.0";
+constexpr const char* kBodyTooLong = "the body of the answer is longer than ZEP_HTTP_MAX_BODY_BYTES allows";
 constexpr std::size_t kMaxHeadBytes = std::size_t{256} << 10;
 // Servers close what idles, from a few seconds on. A request that cannot be repeated does not go
 // out on a connection that may be closing at that moment.
@@ -151,6 +152,8 @@ public:
     return stalled;
   }
 
+  // Whether a whole head has come; libcurl is content with part of one.
+  bool HasAnswer() const { return m_isHeadComplete; }
   bool IsOutOfMemory() const { return m_isOutOfMemory; }
   const char* Problem() const { return m_problem; } // null: none of ours
   HttpAnswer& Answer() { return m_answer; }
@@ -210,13 +213,12 @@ private:
   bool AddToBody(std::string_view bytes) {
     std::string& body = m_answer.body;
     const auto limit = static_cast<std::size_t>(m_limits.maxBodyBytes);
-    const std::size_t announced = AnnouncedBodySize();
-    if (announced > limit || bytes.size() > limit - body.size()) {
-      m_problem = "the body of the answer is longer than ZEP_HTTP_MAX_BODY_BYTES allows";
+    if (bytes.size() > limit - body.size()) {
+      m_problem = kBodyTooLong;
       return false;
     }
     if (body.empty()) {
-      body.reserve(announced);
+      body.reserve(std::min(AnnouncedBodySize(), limit));
     }
     body.append(bytes);
     return true;
@@ -302,6 +304,10 @@ void SetConnectionOptions(Options& options, const HttpRequest& request, const Ht
   options.Set(CURLOPT_QUICK_EXIT, 1L); // do not wait for a name look-up that timed out
   options.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connectTimeout.count()));
   options.Set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits.totalTimeout.count()));
+  if (request.verb != "HEAD") {
+    // A body announced as too long is not even begun; neither is one of a length beyond all numbers.
+    options.Set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(limits.maxBodyBytes));
+  }
   options.Set(CURLOPT_FORBID_REUSE, request.keepsConnection ? 0L : 1L);
   if (!MayBeRepeated(request.verb)) {
     options.Set(CURLOPT_MAXAGE_CONN, kMaxIdleSecondsWithoutRepeat);
@@ -379,6 +385,12 @@ std::string FailureText(CURLcode code, const Transfer& transfer, const char* det
   if (transfer.Problem() != nullptr) {
     return transfer.Problem();
   }
+  if (code == CURLE_OK) {
+    return "the connection ended inside the head of the answer";
+  }
+  if (code == CURLE_FILESIZE_EXCEEDED) {
+    return kBodyTooLong;
+  }
   std::string text = *detail == '\0' ? curl_easy_strerror(code) : detail;
   if (code == CURLE_PEER_FAILED_VERIFICATION) {
     text += " (ZEP_CA_FILE can name a file with an additional authority)";
@@ -416,7 +428,7 @@ long SendChecked(const HttpRequest& request, HttpAnswer& oAnswer) {
   curl_easy_getinfo(session->Easy(), CURLINFO_RESPONSE_CODE, &status);
   curl_easy_reset(session->Easy()); // forgets the addresses of what ends here
 
-  if (code != CURLE_OK || transfer.Problem() != nullptr) {
+  if (code != CURLE_OK || !transfer.HasAnswer()) {
     return ReportHttpFailure(ResultCode(code, transfer), request.verb + " " + request.url + ": " +
                                                              FailureText(code, transfer, detail.data()));
   }
@@ -429,6 +441,9 @@ long SendChecked(const HttpRequest& request, HttpAnswer& oAnswer) {
 // Brings the request into the form in which it is sent; what is wrong with it, or the empty text.
 std::string Prepare(HttpRequest& ioRequest) {
   std::string problem = ProblemOfVerb(ioRequest.verb);
+  if (problem.empty() && ioRequest.verb == "HEAD" && !ioRequest.body.empty()) {
+    problem = "a HEAD request has no body";
+  }
   if (problem.empty()) {
     problem = PrepareUrl(std::string(ioRequest.url), ioRequest.url);
   }
