@@ -6,6 +6,7 @@
 #include "Output.h"
 #include "Suggestion.h"
 #include "Text.h"
+#include "ZEPHResult.h"
 
 #include <CLI/CLI.hpp>
 
@@ -115,7 +116,7 @@ private:
     FormatOptions& options = m_arguments.format;
     CLI::App* const command = addCommand(m_app, "format", "display text of an expression",
                                          "zepcfg format --compact samples/two-contexts.xml");
-    command->add_option("FILE", options.file, "expression in XML; none or -: standard input");
+    command->add_option("FILE", options.file, "expression in XML; none or -: standard input")->type_name(" ");
     command->add_option("--stylesheet", options.stylesheet, "stylesheet to use before any other")
         ->type_name("FILE");
     command->add_flag("--compact", options.compact, "the stylesheet's compact view");

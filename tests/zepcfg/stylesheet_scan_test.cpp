@@ -1,0 +1,144 @@
+#include "StylesheetScan.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Field;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using zep::cli::Decoding;
+using zep::cli::Finding;
+using zep::cli::scanStylesheet;
+
+namespace {
+
+const std::string opening = "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform' "
+                            "xmlns:exsl='http://exslt.org/common' xmlns:saxon='http://icl.com/saxon'>";
+const std::string utf8 = "<xsl:output method='text' encoding='UTF-8'/>";
+
+std::string stylesheet(const std::string& body, const std::string& output = utf8) {
+  return opening + "\n" + output + "\n" + body + "\n</xsl:stylesheet>\n";
+}
+
+std::string inTemplate(const std::string& body) {
+  return stylesheet("<xsl:template match='/'>" + body + "</xsl:template>");
+}
+
+testing::Matcher<Finding> says(const std::string& words) {
+  return Field(&Finding::text, HasSubstr(words));
+}
+
+struct Row {
+  std::string text;
+  Decoding decodedAs;
+  std::string words; // of the only finding
+  int line = __builtin_LINE();
+};
+
+// A folder of its own with a stylesheet "main.xsl".
+class StylesheetFiles : public testing::Test {
+protected:
+  StylesheetFiles() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "zepcfg-scan-XXXXXX").string();
+    m_folder = mkdtemp(pattern.data());
+    std::filesystem::create_directories(m_folder / "own" / "below");
+  }
+  ~StylesheetFiles() override { std::filesystem::remove_all(m_folder); }
+
+  void write(const std::string& name, const std::string& text) const {
+    std::ofstream(m_folder / name) << text;
+  }
+
+  std::vector<Finding> scan(const std::string& text) const {
+    return scanStylesheet(text, (m_folder / "own" / "main.xsl").string(), Decoding::UTF8);
+  }
+
+  std::filesystem::path m_folder;
+};
+
+} // namespace
+
+TEST(StylesheetScan, nothing_is_found_in_an_honest_stylesheet) {
+  const std::string body =
+      "<xsl:variable name='document' select='&apos;document(1)&apos;'/><xsl:value-of select='$document'/>"
+      "<a title='document(x) {concat(1, \"document(2)\")}'/>my-document (3)";
+  EXPECT_THAT(scanStylesheet(inTemplate(body), "", Decoding::UTF8), IsEmpty());
+  EXPECT_THAT(scanStylesheet(stylesheet("", "<xsl:output method='text'/>"), "", Decoding::UTF16), IsEmpty());
+  EXPECT_THAT(scanStylesheet(stylesheet("", "<xsl:output encoding='utf-16'/>"), "", Decoding::UTF16),
+              IsEmpty());
+  EXPECT_THAT(scanStylesheet(stylesheet("", ""), "", Decoding::UTF16), IsEmpty());
+}
+
+TEST(StylesheetScan, one_thing_that_surprises_is_one_finding) {
+  const Row rows[] = {
+      Row{"<a", Decoding::UTF16, "not well-formed"},
+      Row{"", Decoding::UTF16, "not well-formed"},
+      Row{"<a/>", Decoding::UTF16, "not a stylesheet"},
+      Row{inTemplate("<xsl:copy-of select='document(\"a.xml\")'/>"), Decoding::UTF8, "document()"},
+      Row{inTemplate("<xsl:if test='count( document (\"a\"))'/>"), Decoding::UTF8, "document()"},
+      Row{inTemplate("<a b='x{document(1)}'/>"), Decoding::UTF8, "document()"},
+      Row{inTemplate("<exsl:document href='a'/>"), Decoding::UTF8, "'document' writes"},
+      Row{inTemplate("<saxon:output href='a'/>"), Decoding::UTF8, "'output' writes"},
+      Row{inTemplate("<xsl:document href='a'/>"), Decoding::UTF8, "'document' writes"},
+      Row{stylesheet("<xsl:include href='a.xsl'/>"), Decoding::UTF8, "may include nothing"},
+      Row{"<!DOCTYPE a [<!ENTITY b 'c'>]>" + stylesheet(""), Decoding::UTF8, "document type"},
+      Row{stylesheet("", "<xsl:output encoding='no-such'/>"), Decoding::UTF16, "'no-such' is not known"},
+      Row{stylesheet("", "<xsl:output method='text'\n encoding='UTF-8'/>"), Decoding::UTF16,
+          "written as UTF-8 but decoded as UTF-16"},
+      Row{stylesheet("", "<xsl:output encoding='ISO-8859-1'/>"), Decoding::UTF16, "written as ISO-8859-1"},
+      Row{stylesheet("", "<xsl:output encoding='UTF-16LE'/>"), Decoding::UTF16, "written as UTF-16LE"},
+      Row{stylesheet("", "<!-- xsl:output utf-8 --><xsl:output encoding='UTF-16'/>"), Decoding::UTF8,
+          "written as UTF-16 but decoded as UTF-8"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.line);
+    EXPECT_THAT(scanStylesheet(row.text, "", row.decodedAs), ElementsAre(says(row.words)));
+  }
+}
+
+TEST(StylesheetScan, finding_names_its_line) {
+  const std::string text = stylesheet("<xsl:template match='/'>\n<exsl:document href='a'/>\n</xsl:template>");
+  EXPECT_THAT(scanStylesheet(text, "", Decoding::UTF8), ElementsAre(Field(&Finding::line, 4)));
+}
+
+TEST_F(StylesheetFiles, included_files_are_looked_into) {
+  write("own/below/part.xsl", inTemplate("<xsl:copy-of select='document(1)'/>"));
+  const std::vector<Finding> findings = scan(stylesheet("<xsl:include href='below/part.xsl'/>"));
+  EXPECT_THAT(findings, ElementsAre(says("part.xsl, line 3: document()")));
+}
+
+TEST_F(StylesheetFiles, files_that_include_each_other_are_looked_into_once) {
+  write("own/main.xsl", stylesheet("<xsl:import href='other.xsl'/>"));
+  write("own/other.xsl", stylesheet("<xsl:import href='main.xsl'/><xsl:import href='other.xsl'/>"));
+  EXPECT_THAT(scan(stylesheet("<xsl:import href='other.xsl'/>")), IsEmpty());
+}
+
+TEST_F(StylesheetFiles, includes_outside_the_folder_are_found) {
+  write("outside.xsl", stylesheet(""));
+  std::filesystem::create_symlink(m_folder / "outside.xsl", m_folder / "own" / "link.xsl");
+  for (const std::string& href :
+       {std::string("../outside.xsl"), std::string("link.xsl"), (m_folder / "outside.xsl").string(),
+        std::string("http://127.0.0.1/a.xsl"), "file://" + (m_folder / "own" / "main.xsl").string(),
+        std::string("%2E%2E/outside.xsl")}) {
+    SCOPED_TRACE(href);
+    EXPECT_THAT(scan(stylesheet("<xsl:include href='" + href + "'/>")),
+                ElementsAre(says("is not in the stylesheet's own folder")));
+  }
+}
+
+TEST_F(StylesheetFiles, missing_include_is_found) {
+  EXPECT_THAT(scan(stylesheet("<xsl:include href='missing.xsl'/>")),
+              ElementsAre(says("'missing.xsl' does not exist")));
+}
+
+TEST_F(StylesheetFiles, plain_entities_are_no_finding_and_others_are) {
+  EXPECT_THAT(scan("<!DOCTYPE x [<!ENTITY blank ' '>]>" + stylesheet("")), IsEmpty());
+  EXPECT_THAT(scan("<!DOCTYPE x SYSTEM 'a.dtd'>" + stylesheet("")), ElementsAre(says("external file")));
+  EXPECT_THAT(scan("<!DOCTYPE x [<!ENTITY e SYSTEM '/etc/hostname'>]>" + stylesheet("")),
+              ElementsAre(says("'e' is not a plain")));
+}
