@@ -25,7 +25,7 @@ struct Range {
 Range Overlap(std::size_t textLength, int start, int length) {
   const auto end = static_cast<std::int64_t>(textLength);
   const std::int64_t from = std::clamp<std::int64_t>(start, 0, end);
-  const std::int64_t to = std::clamp<std::int64_t>(std::int64_t{start} + std::max(length, 0), from, end);
+  const std::int64_t to = std::clamp<std::int64_t>(std::int64_t{start} + length, from, end);
   return {static_cast<std::size_t>(from), static_cast<std::size_t>(to - from)};
 }
 

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <sys/inotify.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
@@ -261,6 +262,37 @@ TEST_F(Files, Open_FailsAtOnce_WhatIsNoRegularFile) {
     EXPECT_EQ(ZEPFOpen(Text(path), "r", &descriptor), E_FAIL);
     EXPECT_EQ(descriptor, kUntouched);
   }
+}
+
+// Has the file been opened since the last question?
+class OpenWatch {
+public:
+  explicit OpenWatch(const std::string& path) : m_watch(inotify_init1(IN_NONBLOCK)) {
+    EXPECT_GE(inotify_add_watch(m_watch, path.c_str(), IN_OPEN), 0);
+  }
+  OpenWatch(const OpenWatch&) = delete;
+  OpenWatch& operator=(const OpenWatch&) = delete;
+  ~OpenWatch() { close(m_watch); }
+
+  bool WasOpened() const {
+    char events[4096];
+    return read(m_watch, events, sizeof events) > 0;
+  }
+
+private:
+  int m_watch;
+};
+
+TEST_F(Files, Open_DoesNotTouch_WhatIsNoRegularFile) {
+  ASSERT_EQ(mkfifo(Path("fifo").c_str(), 0600), 0);
+  const OpenWatch fifo(Path("fifo"));
+  unsigned int descriptor = kUntouched;
+  EXPECT_EQ(ZEPFOpen(Text(Path("fifo")), "r", &descriptor), E_FAIL);
+  EXPECT_FALSE(fifo.WasOpened());
+
+  const OpenWatch file(Write("f", "x"));
+  EXPECT_EQ(ZEPFClose(Open(Path("f"))), S_OK);
+  EXPECT_TRUE(file.WasOpened());
 }
 
 TEST_F(Files, Open_Fails_WrongArguments) {

@@ -113,6 +113,40 @@ TEST(TextSearch, Find_AgreesWithNaiveSearch_LongPatternsWithManyNearMatches) {
   }
 }
 
+// Built of its own beginnings, so that a failed comparison leaves many ways to go on.
+std::u16string SelfSimilarText(std::mt19937& random, std::u16string text, std::size_t length) {
+  while (text.size() < length) {
+    text += text.substr(0, 1 + random() % text.size());
+    if (random() % 4 == 0) {
+      text += random() % 2 == 0 ? u'a' : u'b';
+    }
+  }
+  return text;
+}
+
+TEST(TextSearch, Find_AgreesWithNaiveSearch_LongSelfSimilarPatterns) {
+  std::mt19937 random(31);
+  for (int round = 0; round < 2000; ++round) {
+    SCOPED_TRACE(round);
+    const std::u16string pattern = SelfSimilarText(random, u"ab", 65 + random() % 100);
+    std::u16string text;
+    while (text.size() < 3000) {
+      text += pattern.substr(0, random() % pattern.size());
+    }
+    text += pattern + text;
+    ASSERT_NO_FATAL_FAILURE(ExpectAllPathsAgree(text, pattern, random() % 50));
+  }
+}
+
+TEST(TextSearch, Find_MissesNothing_BehindAnyNumberOfNearMatches) {
+  const std::u16string pattern = std::u16string(40, u'a') + u'c' + std::u16string(40, u'a');
+  for (std::size_t before = 0; before < 600; ++before) {
+    const std::u16string text = std::u16string(before, u'a') + pattern;
+    ASSERT_NO_FATAL_FAILURE(ExpectAllPathsAgree(text, pattern, 0));
+    ASSERT_NO_FATAL_FAILURE(ExpectAllPathsAgree(text + std::u16string(20, u'a'), pattern, 0));
+  }
+}
+
 TEST(TextSearch, Find_GivesTheStart_EmptyPattern) {
   const std::u16string text = u"abc";
   for (const std::size_t start : {0U, 2U, 3U}) {

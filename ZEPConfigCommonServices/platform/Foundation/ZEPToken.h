@@ -17,5 +17,5 @@ public:
 private:
   ZEPUnicodeString m_text;
   ZEPUnicodeString m_separator;
-  int m_position; // where the next token starts; beyond the end when there is none left
+  int m_position; // where the next token starts; the end when there is none left
 };
