@@ -152,7 +152,7 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "zep-demo-server: %s\n", error.what());
+    static_cast<void>(std::fprintf(stderr, "zep-demo-server: %s\n", error.what()));
     return exitFailed;
   }
 }

@@ -16,6 +16,7 @@ serial = {folder}/serial
 new_certs_dir = {folder}
 default_md = sha256
 policy = any
+unique_subject = no
 copy_extensions = copy
 [any]
 commonName = supplied
