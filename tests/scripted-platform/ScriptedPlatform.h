@@ -16,6 +16,14 @@
 #include <utility>
 #include <vector>
 
+#if defined(__SANITIZE_ADDRESS__)
+#define SCRIPTED_UNDER_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SCRIPTED_UNDER_ASAN 1
+#endif
+#endif
+
 // The scripted platform: an implementation of the platform's declarations for tests. A test sets
 // what the platform holds and answers, runs an operation of the library, and reads back what the
 // library did. A test program that is linked with it (zep_add_test(... SCRIPTED)) looks like this:
@@ -294,6 +302,9 @@ private:
 
 // The one script of the process.
 ZEP_PLATFORM_API ScriptedPlatform& script();
+
+// Buffers are then watched by valgrind, and no problem of the script.
+ZEP_PLATFORM_API bool runsUnderValgrind();
 
 // "E_FAIL" for a code that has a name, else the number.
 ZEP_PLATFORM_API std::string codeName(long code);
