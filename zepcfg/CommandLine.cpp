@@ -133,9 +133,11 @@ private:
                    "zepcfg --url http://127.0.0.1:8080 --context Reader call POST /echo --data '{\"a\":1}'");
     command->add_option("VERB", options.verb, "GET, PUT or POST")
         ->required()
-        ->check(CLI::IsMember({"GET", "PUT", "POST"}));
+        ->type_name(" ")
+        ->check(CLI::IsMember({"GET", "PUT", "POST"}).description(""));
     command->add_option("PATH", options.path, "path of the service, put behind the server's URL as it stands")
-        ->required();
+        ->required()
+        ->type_name(" ");
     command
         ->add_option("--data", options.data, "body: JSON, or @FILE for that of a file (@-: standard input)")
         ->type_name("JSON|@FILE");
@@ -159,7 +161,7 @@ private:
     CLI::App* const check =
         addCommand(*command, "check", "does a stylesheet compile, and what in it would surprise",
                    "zepcfg stylesheet check resources/xsl/CfgEffectivityDisplay.xsl");
-    check->add_option("FILE", checkOptions.file, "the stylesheet")->required();
+    check->add_option("FILE", checkOptions.file, "the stylesheet")->required()->type_name(" ");
     onRun(check, [this, &checkOptions] {
       checkOptions.output = m_arguments.output;
       return runStylesheetCheck(checkOptions);
@@ -245,9 +247,10 @@ private:
     addOptionNames(*chosen(), known);
     const std::string nearest = nearestWord(word.substr(0, word.find('=')), known);
     const std::string kind = startsWith(word, "-") ? "option" : hasCommand ? "argument" : "command";
-    throw CLI::ExtrasError("unknown " + kind + " '" + word + "'" +
-                               (nearest.empty() ? "" : ", did you mean " + nearest + "?"),
-                           CLI::ExitCodes::ExtrasError);
+    const std::string hint = !nearest.empty()                  ? ", did you mean " + nearest + "?"
+                             : m_arguments.global.trace == "-" ? " (a file for the trace: --trace=FILE)"
+                                                               : "";
+    throw CLI::ExtrasError("unknown " + kind + " '" + word + "'" + hint, CLI::ExitCodes::ExtrasError);
   }
 
   int runChosen() {
@@ -258,8 +261,8 @@ private:
       report(failure.failure());
     } catch (const std::exception& error) {
       report({"zepcfg",
-              chosenCommand() + "ended",
-              -1,
+              "the command",
+              E_UNEXPECTED,
               {error.what()},
               "",
               "run it again with --trace to see how far it came"});
@@ -269,8 +272,13 @@ private:
 
   void report(const Failure& failure) const {
     writeNote(failureReport(failure));
-    if (m_arguments.output.json) {
+    if (!m_arguments.output.json) {
+      return;
+    }
+    try {
       writeJSON(failureObject(failure), "");
+    } catch (const CommandFailure& further) {
+      writeNote(failureReport(further.failure()));
     }
   }
 

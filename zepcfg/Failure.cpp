@@ -103,6 +103,9 @@ nlohmann::ordered_json failureObject(const Failure& failure) {
   object["input"] = failure.input;
   object["operation"] = failure.operation;
   object["remedy"] = failure.remedy;
+  if (!failure.stylesheet.empty()) {
+    object["stylesheet"] = failure.stylesheet;
+  }
   if (!failure.server.empty()) {
     object["server"] = failure.server;
   }
@@ -113,8 +116,8 @@ nlohmann::ordered_json failureObject(const Failure& failure) {
 std::string failureReport(const Failure& failure) {
   return "zepcfg: " + withoutControls(failure.input) + ": " + failure.operation + " failed with " +
          resultInWords(failure.code) + "\n" + reportPart("error", joined(failure.errors)) +
-         reportPart("cause", failure.message) + reportPart("server", failure.server) +
-         reportPart("remedy", failure.remedy);
+         reportPart("cause", failure.message) + reportPart("stylesheet", failure.stylesheet) +
+         reportPart("server", failure.server) + reportPart("remedy", failure.remedy);
 }
 
 } // namespace zep::cli

@@ -19,7 +19,8 @@ struct Failure {
   std::vector<std::string> errors; // what the operation traced about it, oldest first
   std::string message;             // what the platform had to say beyond that; may be empty
   std::string remedy;
-  std::string server = {}; // the URL of the server that has to do with it; may be empty
+  std::string stylesheet = {}; // the file that was used; may be empty
+  std::string server = {};     // the URL of the server that has to do with it; may be empty
   nlohmann::ordered_json members = nlohmann::ordered_json::object(); // more of the JSON object
 };
 

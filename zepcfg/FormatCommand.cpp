@@ -29,6 +29,7 @@ void nameSources(Failure& failure, const std::string& stylesheet) {
   failure.message = replaceAll(failure.message, "inputSourceId1", failure.input);
   failure.message = replaceAll(failure.message, "xslSourceId1",
                                stylesheet.empty() ? "the server's stylesheet" : "'" + stylesheet + "'");
+  failure.stylesheet = stylesheet;
   failure.server = stylesheet.empty() ? serverURL() : "";
 }
 

@@ -239,13 +239,17 @@ private:
     return node == root ? nullptr : node->next;
   }
 
+  static std::string nameOf(const xmlNode* node) {
+    const std::string prefix(node->ns == nullptr ? std::string_view() : view(node->ns->prefix));
+    return (prefix.empty() ? "" : prefix + ":") + std::string(view(node->name));
+  }
+
   void checkElement(xmlNode* node, const std::string& path) {
     const bool isWriting =
         std::any_of(writingElements.begin(), writingElements.end(),
                     [node](const QualifiedName& name) { return isElement(node, name.nameSpace, name.name); });
     if (isWriting) {
-      add(node, "the element '" + std::string(view(node->name)) + "' writes a file, which is refused",
-          "remove it");
+      add(node, "the element '" + nameOf(node) + "' writes a file, which is refused", "remove it");
     }
     checkExpressions(node);
     if (isElement(node, xslt, "output")) {
