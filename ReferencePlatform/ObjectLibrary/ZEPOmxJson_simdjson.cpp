@@ -16,7 +16,7 @@ namespace {
 // the tree's destruction, the node count the memory that a small text can ask for.
 constexpr std::size_t kMaxTextBytes = std::size_t{128} << 20;
 constexpr std::size_t kMaxDepth = 512;
-constexpr std::size_t kMaxNodes = 1000000;
+constexpr std::size_t kMaxNodes = 200000;
 
 std::string_view WithoutByteOrderMark(std::string_view text) {
   constexpr std::string_view mark = "\xEF\xBB\xBF";

@@ -2,10 +2,14 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <iterator>
+#include <memory>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace zep {
 namespace {
@@ -77,10 +81,9 @@ void HttpSessionPool::AfterForkInParent() {
 
 void HttpSessionPool::AfterForkInChild() {
   if (HttpSessionPool* const pool = g_pool) {
-    // Not cleaned up: closing a TLS connection would say good-bye on the parent's behalf.
-    for (auto& session : pool->m_idle) {
-      static_cast<void>(session.release());
-    }
+    // Kept for good: closing a TLS connection would say good-bye on the parent's behalf.
+    static auto& parents = *new std::vector<std::unique_ptr<HttpSession>>;
+    std::move(pool->m_idle.begin(), pool->m_idle.end(), std::back_inserter(parents));
     pool->m_idle.clear();
     pool->m_mutex.unlock();
   }
