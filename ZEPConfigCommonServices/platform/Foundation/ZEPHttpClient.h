@@ -22,11 +22,13 @@ public:
   // `iPath`: absolute URL. `iFlags`: 0x400000 keeps the connection. `iAcceptTypes`: null.
   // A verb that is not a token of HTTP, or a URL with control characters, is refused.
   int OpenRequest(const char* iVerb, const char* iPath, unsigned long iFlags, const char** iAcceptTypes);
-  // One header line "Name: value"; one trailing CR LF is cut, any other CR or LF is refused.
-  // `iModifiers`: 0x40000000 joins values of one name with a comma.
+  // One header line "Name: value"; one trailing CR LF is cut, any other CR or LF is refused. So
+  // are other control characters and the headers that are the transport's own (Content-Length,
+  // Host, Connection and the like). `iModifiers`: 0x40000000 joins values of one name with a
+  // comma, 0 adds a line of its own.
   int AddRequestHeaders(const char* iHeader, unsigned long iModifiers);
-  // Sends the request with `iLength` bytes of body (the bytes are copied) and receives the head
-  // of the answer.
+  // Sends the request with `iLength` bytes of body (the bytes are copied) and receives the
+  // answer. An answer that ends before its announced end is a failure.
   int SendRequest(const char* iBody, std::size_t iLength);
   // Says that nothing more is sent. The answer stays readable.
   int CloseRequest();
@@ -38,8 +40,9 @@ public:
                          unsigned long iInfoLevel, const char* iName);
   // The whole body. An empty body is success with a length of 0.
   int Download(std::size_t* oLength, char** oBuffer);
-  // The next piece of at most `iPieceSize` bytes; never ends inside a UTF-8 sequence. At the end
-  // of the body `*oFinished` is set to 1, with no data; otherwise to 0. Negative: failure.
+  // The next piece of at most `iPieceSize` bytes (4 or more); never ends inside a UTF-8 sequence,
+  // unless the body does. At the end of the body `*oFinished` is set to 1, with no data; otherwise
+  // to 0. Negative: failure.
   int DownloadEx(int iPieceSize, std::size_t* oLength, char** oBuffer, int* oFinished);
 
 private:
