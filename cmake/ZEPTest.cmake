@@ -1,10 +1,11 @@
-# zep_add_test(NAME SOURCES source... [LINK library...] [SCRIPTED])
+# zep_add_test(NAME SOURCES source... [LINK library...] [SCRIPTED] [WITHOUT_LIBRARY])
 #
 # One GoogleTest program. CTest runs each of its tests in a process of its own, because the library
 # keeps values for the life of the process. SCRIPTED binds the library to the scripted platform,
-# otherwise the program runs on the reference platform.
+# otherwise the program runs on the reference platform. WITHOUT_LIBRARY leaves it to the program to
+# load the library.
 function(zep_add_test name)
-  cmake_parse_arguments(arg "SCRIPTED" "" "SOURCES;LINK" ${ARGN})
+  cmake_parse_arguments(arg "SCRIPTED;WITHOUT_LIBRARY" "" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests/bin)
   if(arg_SCRIPTED)
@@ -12,7 +13,10 @@ function(zep_add_test name)
   else()
     target_link_libraries(${name} PRIVATE ZEPPlatform)
   endif()
-  target_link_libraries(${name} PRIVATE ZEPCfgCommonServices GTest::gmock GTest::gtest_main ${arg_LINK})
+  if(NOT arg_WITHOUT_LIBRARY)
+    target_link_libraries(${name} PRIVATE ZEPCfgCommonServices)
+  endif()
+  target_link_libraries(${name} PRIVATE GTest::gmock GTest::gtest_main ${arg_LINK})
   target_link_options(${name} PRIVATE LINKER:--no-as-needed)
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 120)

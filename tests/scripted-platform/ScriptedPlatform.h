@@ -280,7 +280,7 @@ public:
   void allowOpenFile();          // a file left open is wanted
   void allowUnbalancedMethods(); // tracing is switched inside an operation
   void allowLiveObjects();       // what is kept between calls lives on
-  void allowUnusedInjections();  // a loop that injects until nothing is hit any more
+  void allowUnused();            // injections and answers that no call comes for are in order
 
   // Trace objects since the process started, resets notwithstanding: "+ZEPCfgWebServices(CfgWeb)"
   // when built, "-ZEPCfgWebServices(CfgWeb)" when destroyed, one line each.

@@ -54,7 +54,7 @@ struct State {
   bool openFileAllowed = false;
   bool unbalancedMethodsAllowed = false;
   bool liveObjectsAllowed = false;
-  bool unusedInjectionsAllowed = false;
+  bool unusedAllowed = false;
 
   static State& Get();
 };
