@@ -106,6 +106,7 @@ simdjson::error_code Parse(std::string_view text, ZEPOmxAny& oValue) {
 
 } // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value for every platform
 long ZEPOmxJson::parse(ZEPOmxUTF8String iText, ZEPOmxAny& oValue) {
   const std::string_view text = WithoutByteOrderMark({iText.asChar(), iText.length()});
   ZEPOmxAny value;
