@@ -412,8 +412,8 @@ bool CanHaveBody(std::string_view verb, int status) {
 // `request` is checked and stays as it is to the end.
 long SendChecked(const HttpRequest& request, HttpAnswer& oAnswer) {
   const HttpLimits limits = CurrentHttpLimits();
+  const BorrowedHttpSession session; // first: libcurl may not be initialised before
   const HeaderList headers = MakeHeaderList(request);
-  const BorrowedHttpSession session;
   std::array<char, CURL_ERROR_SIZE> detail = {};
   Transfer transfer(request, limits, session->Easy());
 
