@@ -18,7 +18,10 @@ inline void PrintTo(const ZEPUnicodeString& text, std::ostream* out) {
 class ConformanceTest : public ::testing::Test {
 protected:
   void SetUp() override { scripted::script().reset(); }
-  void TearDown() override { endRow(); }
+  void TearDown() override {
+    endRow();
+    scripted::script().reset();
+  }
 
   void startRow() { scripted::script().reset(); }
   void endRow() { EXPECT_EQ(scripted::script().problems(), ""); }
