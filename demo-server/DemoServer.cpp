@@ -32,7 +32,7 @@ bool isPathOrBelow(std::string_view path, std::string_view service) {
 
 void answerJson(httplib::Response& response, int status, const nlohmann::ordered_json& value) {
   response.status = status;
-  response.set_content(toText(value) + "\n", jsonType);
+  response.set_content(toText(value), jsonType);
 }
 
 void answerEcho(const httplib::Request& request, httplib::Response& response) {
@@ -41,7 +41,7 @@ void answerEcho(const httplib::Request& request, httplib::Response& response) {
 
 // The echo in small chunks, so that characters of several bytes fall on their borders.
 void answerChunked(const httplib::Request& request, httplib::Response& response) {
-  const auto body = std::make_shared<const std::string>(toText(describeRequest(request)) + "\n");
+  const auto body = std::make_shared<const std::string>(toText(describeRequest(request)));
   response.set_chunked_content_provider(jsonType, [body](std::size_t offset, httplib::DataSink& sink) {
     if (offset < body->size()) {
       return sink.write(body->data() + offset, std::min(chunk_bytes, body->size() - offset));

@@ -52,7 +52,7 @@ def test_trace_shows_the_operations_of_the_library(zepcfg, tmp_path, place):
     result = zepcfg(option, "format", "--stylesheet", support.DISPLAY, support.SMALL_SAMPLE).ok()
     assert result.out == support.xsltproc(support.DISPLAY, support.SMALL_SAMPLE)
     trace = result.err if place == "stderr" else file.read_text(encoding="utf-8")
-    assert "ZEPCfgXMLExpressionServices::FormatExpression(" in trace
+    assert "FormatExpression" in trace
     assert "ZEPCfgXMLExpressionServices.cpp" in trace
     assert "in_customXSLFile = [" in trace
     assert "S_OK" in trace

@@ -154,9 +154,10 @@ def test_namespaces_and_entities_of_xml_are_read(zepcfg, tmp_path):
     assert zepcfg("format", "--stylesheet", stylesheet, expression).ok().text == "<🐦\"&"
 
 
-def test_file_that_says_another_encoding_is_still_utf8(zepcfg, tmp_path):
+@pytest.mark.parametrize("encoding", ["ISO-8859-1", "UTF-16", "UTF-8", "windows-1252"])
+def test_expression_is_read_in_the_encoding_that_it_declares(zepcfg, tmp_path, encoding):
     expression = tmp_path / "expression.xml"
-    expression.write_text('<?xml version="1.0" encoding="ISO-8859-1"?><a>é</a>', encoding="utf-8")
+    expression.write_text(f'<?xml version="1.0" encoding="{encoding}"?><a>é</a>', encoding=encoding)
     stylesheet = tmp_path / "show.xsl"
     stylesheet.write_text(support.text_stylesheet("<xsl:value-of select='a'/>"))
     assert zepcfg("format", "--stylesheet", stylesheet, expression).ok().text == "é"

@@ -1,5 +1,7 @@
 """The stylesheet that the server supplies, with everything that can be wrong with the answer."""
 
+import json
+
 import pytest
 
 import support
@@ -57,8 +59,6 @@ def test_no_server_is_asked_without_a_url(zepcfg):
 
 
 def test_chunked_answer_is_read(zepcfg, raw_server, nothing_installed):
-    import json
-
     stylesheet = support.text_stylesheet("é🐦" * 3000, ' encoding="UTF-16"')
     body = json.dumps({"xslt": {"content": stylesheet}}, ensure_ascii=False).encode()
     pieces = [body[at : at + 4095] for at in range(0, len(body), 4095)]
@@ -75,7 +75,6 @@ FAILURES = [
     ("half-json", []),
     ("trailing-text", []),
     ("no-content", []),
-    ("not-text", []),
     ("not-stylesheet", []),
     ("not-xml", []),
     ("error-403", ["403"]),
@@ -84,6 +83,12 @@ FAILURES = [
     ("error-503", ["503"]),
     ("truncated", []),
 ]
+
+
+def test_content_that_is_no_text_is_no_stylesheet(zepcfg, demo_server, nothing_installed):
+    server = demo_server("--misbehave", "not-text")
+    format_with(zepcfg, server.url, **nothing_installed).failed("no stylesheet", support.SMALL_SAMPLE.name)
+    assert len(server.requests()) == 1
 
 
 @pytest.mark.parametrize(("how", "words"), FAILURES, ids=[how for how, _ in FAILURES])

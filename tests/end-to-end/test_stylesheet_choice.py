@@ -56,9 +56,7 @@ def test_installation_first_root_with_the_file_wins(zepcfg, install):
 
 def test_installation_root_after_an_empty_one_is_not_looked_at(zepcfg, install):
     roots = f"{install('first')};;{install('second', plain='second')}"
-    result = zepcfg("--json", "format", support.SMALL_SAMPLE, ZEPInstallPath=roots)
-    assert result.json["text"] == ""
-    assert result.json["result"] == "S_FALSE"
+    zepcfg("format", support.SMALL_SAMPLE, ZEPInstallPath=roots).failed("S_FALSE", "no stylesheet", "ZEPInstallPath")
 
 
 @pytest.mark.parametrize("ending", ["/", "\\"])
@@ -118,15 +116,24 @@ def test_setting_debug_does_not_touch_a_named_stylesheet(zepcfg, custom):
     assert zepcfg("format", "--stylesheet", custom, support.SMALL_SAMPLE).ok().text == "custom"
 
 
-def test_setting_is_found_in_the_xdg_folder(zepcfg, custom, tmp_path):
+@pytest.mark.parametrize("place", ["xdg", "home"])
+def test_setting_is_found_in_the_folder_of_the_user(zepcfg, custom, tmp_path, place):
+    folder = tmp_path / ("xdg" if place == "xdg" else "zepcfg-home/.config") / "zepcfg"
+    folder.mkdir(parents=True)
     zepcfg.set_stylesheet_setting(str(custom))
+    (zepcfg.settings / "EffeCustoFilePathSetting.toml").rename(folder / "EffeCustoFilePathSetting.toml")
     del zepcfg.environment["ZEP_SETTINGS_DIR"]
-    found = [
-        folder.strip()
-        for folder in zepcfg("doctor", XDG_CONFIG_HOME=str(tmp_path / "xdg")).text.splitlines()
-        if str(tmp_path / "xdg") in folder
-    ]
-    assert found, "the doctor does not say where settings are looked for"
+    places = {"XDG_CONFIG_HOME": str(tmp_path / "xdg")} if place == "xdg" else {}
+    assert formatted(zepcfg, **places) == "custom"
+
+
+def test_settings_folder_replaces_the_folder_of_the_user(zepcfg, custom, install, tmp_path):
+    folder = tmp_path / "xdg" / "zepcfg"
+    folder.mkdir(parents=True)
+    zepcfg.set_stylesheet_setting(str(custom))
+    (zepcfg.settings / "EffeCustoFilePathSetting.toml").rename(folder / "EffeCustoFilePathSetting.toml")
+    root = install("root", plain="root")
+    assert formatted(zepcfg, XDG_CONFIG_HOME=str(tmp_path / "xdg"), ZEPInstallPath=str(root)) == "root"
 
 
 def test_named_stylesheet_comes_before_everything(zepcfg, custom, install, demo_server, tmp_path):
