@@ -240,6 +240,16 @@ TEST_F(FrameRecordsTest, exit_hasTheEntrysLineAndNoFile_alsoThroughAnException) 
   EXPECT_THAT(trace, Not(HasSubstr("rc = ")));
 }
 
+// The example in ScriptedPlatform.h.
+TEST_F(ConformanceTest, webCall_givesExecutesCode_whenExecuteFails) {
+  script().traceOn();
+  script().fail(Op::Execute, E_ABORT);
+  ZEPUnicodeString answer;
+  EXPECT_EQ(ZEPCfgWebServices::NewCallWebService("GET", "/path", "", answer), E_ABORT);
+  EXPECT_EQ(script().count(Op::Execute), 1);
+  EXPECT_EQ(script().linesWith("Execute failed"), "ZEPCfgWebServices | <INDENT> ERROR: Execute failed\n");
+}
+
 TEST_F(FrameRecordsTest, result_isShownAsANumber_whenItHasNoName) {
   script().traceOn();
   script().fail(Op::Execute, -123456);
