@@ -135,7 +135,9 @@ struct PLMCfgInTraceClass::Implementation {
   int perfoAsked = 0;
   std::map<std::thread::id, TraceRecord> open;
 
-  std::string Name() const { return className + "(" + traceGroup + ")"; }
+  void NoteEvent(char sign) const {
+    traceObjectEvents().push_back(sign + className + "(" + traceGroup + ")");
+  }
 
   void ForgetQueries() {
     asked = 0;
@@ -158,12 +160,12 @@ PLMCfgInTraceClass::PLMCfgInTraceClass(const char* iClassName, const char* iTrac
   const Lock lock(State::Get().mutex);
   m_implementation->className = iClassName;
   m_implementation->traceGroup = iTraceGroup;
-  traceObjectEvents().push_back("+" + m_implementation->Name());
+  m_implementation->NoteEvent('+');
 }
 
 PLMCfgInTraceClass::~PLMCfgInTraceClass() {
   const Lock lock(State::Get().mutex);
-  traceObjectEvents().push_back("-" + m_implementation->Name());
+  m_implementation->NoteEvent('-');
   for (const auto& [thread, record] : m_implementation->open) {
     std::erase(State::Get().openRecords, &record);
     reportMisuse(record.className + ": destroyed with an open record: " + record.text);

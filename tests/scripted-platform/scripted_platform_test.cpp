@@ -237,7 +237,7 @@ TEST_F(ScriptTest, problems_nameBuffersThatWereFreedTwice) {
     ZEPHttpClient client(nullptr, 1, 1);
     EXPECT_EQ(client.Download(&length, &buffer), 0);
   }
-  char* const sameBuffer = buffer;
+  char* volatile sameBuffer = buffer; // so that the compiler does not see it is the same
   std::free(buffer);
   std::free(sameBuffer); // NOLINT
   EXPECT_EQ(TakeProblems(), "buffer 1 was freed 2 times\n");
