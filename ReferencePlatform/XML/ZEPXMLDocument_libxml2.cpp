@@ -1,0 +1,389 @@
+#include "ZEPXMLDocument_libxml2.h"
+
+#include "ZEPFilePath.h"
+#include "ZEPUTF8Conversion.h"
+#include "ZEPUnicodeString.h"
+#include "ZEPXMLInputSource.h"
+#include "ZEPXMLSession_libxslt.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <optional>
+#include <string_view>
+#include <unistd.h>
+
+#include <libxml/SAX2.h>
+#include <libxml/parser.h>
+#include <libxml/uri.h>
+
+namespace zep {
+namespace {
+
+enum class DocumentType { Refused, PlainEntities };
+
+struct ParseJob {
+  std::string_view bytes;
+  const char* url;      // names the document in messages, and is the base of what it includes
+  const char* encoding; // overrides what the document says of itself; null: as it says
+  DocumentType documentType;
+  int options;
+  xmlDictPtr dictionary; // shared with other documents, or null
+};
+
+constexpr int kStylesheetOptions = XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PARSE_NOENT;
+// Its own limits stand in for those that the option lifts.
+constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE;
+constexpr std::size_t kMaxEntityBytes = 256;
+constexpr int kMaxStylesheetDocuments = 200;
+
+XMLSession& Session() {
+  return *XMLSession::Current();
+}
+
+const char* Text(const xmlChar* text) {
+  return reinterpret_cast<const char*>(text);
+}
+
+// ---- what the parser calls ---------------------------------------------------------------------
+
+const ParseJob& JobOf(void* context) {
+  return *static_cast<const ParseJob*>(static_cast<xmlParserCtxtPtr>(context)->_private);
+}
+
+void OnDocumentType(void* context, const xmlChar* name, const xmlChar* publicId, const xmlChar* systemId) {
+  if (JobOf(context).documentType == DocumentType::Refused) {
+    Session().Fail("a document type (DOCTYPE) is refused here");
+  } else if (publicId != nullptr || systemId != nullptr) {
+    Session().Fail("an external document type (DOCTYPE with SYSTEM or PUBLIC) is refused");
+  } else {
+    xmlSAX2InternalSubset(context, name, publicId, systemId);
+  }
+}
+
+// Plain text alone: a reference inside an entity could multiply it.
+void OnEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId, const xmlChar* systemId,
+              xmlChar* content) {
+  if (type != XML_INTERNAL_GENERAL_ENTITY) {
+    Session().Fail("external and parameter entities are refused");
+  } else if (content != nullptr &&
+             (std::strlen(Text(content)) > kMaxEntityBytes || std::strchr(Text(content), '&') != nullptr)) {
+    Session().Fail("an entity that refers to others, or longer than 256 bytes, is refused");
+  } else {
+    xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+  }
+}
+
+void OnUnparsedEntity(void*, const xmlChar*, const xmlChar*, const xmlChar*, const xmlChar*) {
+  Session().Fail("external and parameter entities are refused");
+}
+
+void OnAttributeDeclaration(void*, const xmlChar*, const xmlChar*, int, int, const xmlChar*,
+                            xmlEnumerationPtr tree) {
+  xmlFreeEnumeration(tree);
+  Session().Fail("attribute declarations in a document type are refused");
+}
+
+void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
+                    int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaultedCount,
+                    const xmlChar** attributes) {
+  const auto* const parser = static_cast<xmlParserCtxtPtr>(context);
+  if (parser->nodeNr >= static_cast<int>(Session().Limits().maxDepth)) {
+    Session().Fail("the elements are nested too deeply");
+    return;
+  }
+  xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
+                        defaultedCount, attributes);
+}
+
+// ---- parsing -----------------------------------------------------------------------------------
+
+struct ParserDeleter {
+  void operator()(xmlParserCtxtPtr parser) const {
+    Session().SetParser(nullptr);
+    xmlFreeParserCtxt(parser);
+  }
+};
+using Parser = std::unique_ptr<xmlParserCtxt, ParserDeleter>;
+
+Parser MakeParser(XMLSession& session, const ParseJob& job) {
+  Parser parser(xmlNewParserCtxt());
+  if (parser == nullptr) {
+    session.Fail("out of memory");
+    return parser;
+  }
+  if (job.dictionary != nullptr) {
+    xmlDictFree(parser->dict);
+    parser->dict = job.dictionary;
+    xmlDictReference(job.dictionary);
+  }
+  parser->_private = const_cast<ParseJob*>(&job);
+  parser->sax->internalSubset = OnDocumentType;
+  parser->sax->entityDecl = OnEntity;
+  parser->sax->unparsedEntityDecl = OnUnparsedEntity;
+  parser->sax->attributeDecl = OnAttributeDeclaration;
+  parser->sax->startElementNs = OnStartElement;
+  return parser;
+}
+
+XMLDocument Parse(XMLSession& session, const ParseJob& job) {
+  if (job.bytes.size() > INT_MAX) {
+    session.Fail("it is too large");
+    return nullptr;
+  }
+  const Parser parser = MakeParser(session, job);
+  if (parser == nullptr) {
+    return nullptr;
+  }
+  session.SetParser(parser.get());
+  const int options = job.options | (job.encoding != nullptr ? XML_PARSE_IGNORE_ENC : 0);
+  XMLDocument document(xmlCtxtReadMemory(parser.get(), job.bytes.data(), static_cast<int>(job.bytes.size()),
+                                         job.url, job.encoding, options));
+  if (session.HasFailed()) {
+    document.reset(); // a stopped parser may still give what it had
+  } else if (document == nullptr && session.Message().empty()) {
+    session.Fail("it is not XML");
+  }
+  return document;
+}
+
+// ---- files -------------------------------------------------------------------------------------
+
+class Descriptor {
+public:
+  explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+  ~Descriptor() {
+    if (m_descriptor >= 0) {
+      close(m_descriptor);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int Get() const { return m_descriptor; }
+
+private:
+  int m_descriptor;
+};
+
+struct LoadedFile {
+  std::string realPath;
+  std::string bytes;
+};
+
+std::optional<std::string> RealPath(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), std::free);
+  return real == nullptr ? std::nullopt : std::optional<std::string>(real.get());
+}
+
+// Adds at most `limit` bytes of a regular file to `bytes`.
+bool ReadAll(XMLSession& session, int descriptor, std::size_t limit, std::string& bytes) {
+  std::array<char, 16384> piece;
+  for (;;) {
+    const ssize_t count = read(descriptor, piece.data(), piece.size());
+    if (count == 0) {
+      return true;
+    }
+    if (count < 0) {
+      session.Fail("the file cannot be read");
+      return false;
+    }
+    if (bytes.size() + static_cast<std::size_t>(count) > limit) {
+      session.Fail("the file is too large");
+      return false;
+    }
+    bytes.append(piece.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::optional<LoadedFile> LoadFile(XMLSession& session, const ZEPUnicodeString& path, std::size_t limit) {
+  const std::optional<FoundFile> found = FindFile(path);
+  if (!found) {
+    session.Fail("the file does not exist");
+    return std::nullopt;
+  }
+  if (!S_ISREG(found->info.st_mode)) {
+    session.Fail("it is not a regular file");
+    return std::nullopt;
+  }
+  LoadedFile file;
+  file.realPath = RealPath(found->path).value_or(found->path);
+  const Descriptor descriptor(open(file.realPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (descriptor.Get() < 0) {
+    session.Fail("the file cannot be opened");
+    return std::nullopt;
+  }
+  if (!ReadAll(session, descriptor.Get(), limit, file.bytes)) {
+    return std::nullopt;
+  }
+  return file;
+}
+
+std::string ToURI(const std::string& path) {
+  const std::unique_ptr<xmlChar, void (*)(void*)> escaped(
+      xmlURIEscapeStr(reinterpret_cast<const xmlChar*>(path.c_str()), BAD_CAST "/:"), xmlFree);
+  return escaped == nullptr ? path : std::string(Text(escaped.get()));
+}
+
+// The path that a reference without a scheme names; nothing for one with a scheme or a host.
+std::optional<std::string> ToPath(const char* uri) {
+  const std::unique_ptr<xmlURI, void (*)(xmlURIPtr)> parts(xmlParseURI(uri), xmlFreeURI);
+  if (parts != nullptr && (parts->scheme != nullptr || parts->server != nullptr)) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<char, void (*)(void*)> path(xmlURIUnescapeString(uri, 0, nullptr), xmlFree);
+  return path == nullptr ? std::nullopt : std::optional<std::string>(path.get());
+}
+
+bool IsBelow(const std::string& path, const std::string& folder) {
+  return !folder.empty() && path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0 &&
+         (folder == "/" || path[folder.size()] == '/');
+}
+
+// ---- refused instructions ----------------------------------------------------------------------
+
+struct RefusedElement {
+  const char* uri;
+  const char* name;
+};
+
+constexpr RefusedElement kRefusedElements[] = {
+    {"http://www.w3.org/1999/XSL/Transform", "document"},
+    {"http://www.w3.org/1999/XSL/Transform", "result-document"},
+    {"http://exslt.org/common", "document"},
+    {"http://icl.com/saxon", "output"},
+    {"http://www.jclark.com/xt", "document"},
+    {"org.apache.xalan.xslt.extensions.Redirect", "write"},
+    {"http://xml.apache.org/xalan/redirect", "write"},
+    {"http://xmlsoft.org/XSLT/", "test"},
+    {"http://xmlsoft.org/XSLT/namespace", "debug"},
+};
+
+bool IsRefused(const xmlNode& element) {
+  if (element.type != XML_ELEMENT_NODE || element.ns == nullptr || element.ns->href == nullptr) {
+    return false;
+  }
+  for (const RefusedElement& refused : kRefusedElements) {
+    if (std::strcmp(Text(element.name), refused.name) == 0 &&
+        std::strcmp(Text(element.ns->href), refused.uri) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+const xmlNode* NextInDocument(const xmlNode* node) {
+  if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
+    return node->children;
+  }
+  while (node->next == nullptr) {
+    node = node->parent;
+    if (node == nullptr || node->type != XML_ELEMENT_NODE) {
+      return nullptr;
+    }
+  }
+  return node->next;
+}
+
+bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
+  for (const xmlNode* node = xmlDocGetRootElement(&document); node != nullptr; node = NextInDocument(node)) {
+    if (IsRefused(*node)) {
+      const std::string reason = std::string(Text(node->name)) + " in line " +
+                                 std::to_string(xmlGetLineNo(node)) +
+                                 " is refused: a stylesheet writes no files";
+      session.Fail(reason.c_str());
+      return true;
+    }
+  }
+  return false;
+}
+
+XMLDocument ParseStylesheetBytes(XMLSession& session, const ParseJob& job) {
+  session.stylesheetBytes += job.bytes.size();
+  if (session.stylesheetBytes > session.Limits().maxStylesheetBytes) {
+    session.Fail("the stylesheet is larger than ZEP_XSLT_MAX_STYLESHEET_BYTES allows");
+    return nullptr;
+  }
+  XMLDocument document = Parse(session, job);
+  if (document != nullptr && RefuseInstructions(session, *document)) {
+    document.reset();
+  }
+  return document;
+}
+
+XMLDocument ParseStylesheetFile(XMLSession& session, const ZEPUnicodeString& path, xmlDictPtr dictionary) {
+  const std::optional<LoadedFile> file = LoadFile(session, path, session.Limits().maxStylesheetBytes);
+  if (!file) {
+    return nullptr;
+  }
+  if (session.stylesheetDocuments == 0) {
+    session.includeFolder = file->realPath.substr(0, std::max<std::size_t>(file->realPath.rfind('/'), 1));
+  } else if (!IsBelow(file->realPath, session.includeFolder)) {
+    session.Fail("a stylesheet may include only files in its own folder or below");
+    return nullptr;
+  }
+  ++session.stylesheetDocuments;
+  const std::string url = ToURI(file->realPath);
+  return ParseStylesheetBytes(session, {file->bytes, url.c_str(), nullptr, DocumentType::PlainEntities,
+                                        kStylesheetOptions, dictionary});
+}
+
+} // namespace
+
+XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
+  const ZEPUTF8Conversion sourceId(source.SourceId());
+  if (source.IsFile()) {
+    const std::optional<LoadedFile> file =
+        LoadFile(session, source.Content(), session.Limits().maxExpressionBytes);
+    return !file ? nullptr
+                 : Parse(session, {file->bytes, sourceId.Bytes(), nullptr, DocumentType::Refused,
+                                   kExpressionOptions, nullptr});
+  }
+  const ZEPUTF8Conversion text(source.Content());
+  if (text.ByteCount() > session.Limits().maxExpressionBytes) {
+    session.Fail("the expression is larger than ZEP_XSLT_MAX_EXPRESSION_BYTES allows");
+    return nullptr;
+  }
+  return Parse(session, {{text.Bytes(), text.ByteCount()},
+                         sourceId.Bytes(),
+                         "UTF-8",
+                         DocumentType::Refused,
+                         kExpressionOptions,
+                         nullptr});
+}
+
+XMLDocument ParseStylesheet(XMLSession& session, const XMLInputSource& source) {
+  if (source.IsFile()) {
+    return ParseStylesheetFile(session, source.Content(), nullptr);
+  }
+  const ZEPUTF8Conversion text(source.Content());
+  const ZEPUTF8Conversion sourceId(source.SourceId());
+  ++session.stylesheetDocuments;
+  return ParseStylesheetBytes(session, {{text.Bytes(), text.ByteCount()},
+                                        sourceId.Bytes(),
+                                        "UTF-8",
+                                        DocumentType::Refused,
+                                        kStylesheetOptions,
+                                        nullptr});
+}
+
+xmlDocPtr ParseIncludedStylesheet(XMLSession& session, const char* uri, xmlDictPtr dictionary) {
+  const std::optional<std::string> path = ToPath(uri);
+  if (!path) {
+    session.Fail("a stylesheet may include only files in its own folder or below");
+    return nullptr;
+  }
+  if (session.includeFolder.empty()) {
+    session.Fail("a stylesheet from memory may include nothing");
+    return nullptr;
+  }
+  if (session.stylesheetDocuments >= kMaxStylesheetDocuments) {
+    session.Fail("a stylesheet may include at most 200 others");
+    return nullptr;
+  }
+  return ParseStylesheetFile(session, path->c_str(), dictionary).release();
+}
+
+} // namespace zep

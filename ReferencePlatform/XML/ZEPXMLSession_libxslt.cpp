@@ -1,0 +1,145 @@
+#include "ZEPXMLSession_libxslt.h"
+
+#include "ZEPXMLHooks_libxslt.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+namespace zep {
+namespace {
+
+thread_local XMLSession* currentSession = nullptr;
+
+// All texts that a transformation makes, kept or not, against the size of its output.
+constexpr std::size_t kMadeTextFactor = 16;
+constexpr std::size_t kNodesBetweenLooksAtTheClock = 256;
+
+void OnError(void* session, xmlErrorPtr error) {
+  if (error != nullptr) {
+    static_cast<XMLSession*>(session)->AddError(*error);
+  }
+}
+
+void OnNode(xmlNodePtr node) {
+  if (currentSession != nullptr) {
+    currentSession->CountNode(node);
+  }
+}
+
+} // namespace
+
+XMLSession::XMLSession(const XMLLimits& limits)
+    : m_limits(limits),
+      m_deadline(std::chrono::steady_clock::now() + limits.time),
+      m_outer(currentSession) {
+  EnsureXMLHooks();
+  m_outerErrorFunction = xmlStructuredError;
+  m_outerErrorContext = xmlStructuredErrorContext;
+  xmlSetStructuredErrorFunc(this, OnError);
+  m_outerNodeFunction = xmlRegisterNodeDefault(OnNode);
+  currentSession = this;
+}
+
+XMLSession::~XMLSession() {
+  currentSession = m_outer;
+  xmlRegisterNodeDefault(m_outerNodeFunction);
+  xmlSetStructuredErrorFunc(m_outerErrorContext, m_outerErrorFunction);
+  xmlResetLastError();
+}
+
+XMLSession* XMLSession::Current() {
+  return currentSession;
+}
+
+void XMLSession::Fail(const char* reason) {
+  if (!HasFailed()) {
+    std::snprintf(m_reason.data(), m_reason.size(), "%s", reason);
+  }
+  if (m_parser != nullptr) {
+    xmlStopParser(m_parser);
+  }
+  if (m_transformation != nullptr) {
+    m_transformation->state = XSLT_STATE_STOPPED;
+    // An expression that is being evaluated looks at this one.
+    m_transformation->xpathCtxt->opLimit = 1;
+    m_transformation->xpathCtxt->opCount = 1;
+  }
+}
+
+std::string XMLSession::Message() const {
+  std::string message(HasFailed() ? m_reason.data() : m_messages.data());
+  while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
+    message.pop_back();
+  }
+  return message;
+}
+
+void XMLSession::AddMessage(const char* format, std::va_list arguments) {
+  const std::size_t room = m_messages.size() - m_messageBytes;
+  const int wanted = std::vsnprintf(m_messages.data() + m_messageBytes, room, format, arguments);
+  if (wanted > 0) {
+    m_messageBytes += std::min(static_cast<std::size_t>(wanted), room - 1);
+  }
+}
+
+void XMLSession::AddError(const xmlError& error) {
+  if (error.level < XML_ERR_ERROR) {
+    return;
+  }
+  const char* const text = error.message == nullptr ? "unknown error\n" : error.message;
+  const std::size_t room = m_messages.size() - m_messageBytes;
+  char* const end = m_messages.data() + m_messageBytes;
+  const int wanted = error.file == nullptr
+                         ? std::snprintf(end, room, "%s", text)
+                         : std::snprintf(end, room, "%s:%d: %s", error.file, error.line, text);
+  if (wanted > 0) {
+    m_messageBytes += std::min(static_cast<std::size_t>(wanted), room - 1);
+  }
+}
+
+void XMLSession::CountNode(const xmlNode* node) {
+  if (++m_nodes > m_limits.maxNodes) {
+    Fail("there are more nodes than ZEP_XSLT_MAX_NODES allows");
+    return;
+  }
+  if (node->type == XML_TEXT_NODE && node->content != nullptr && m_transformation != nullptr) {
+    CountText(std::strlen(reinterpret_cast<const char*>(node->content)));
+  }
+  if (m_nodes % kNodesBetweenLooksAtTheClock == 0) {
+    CheckTime();
+  }
+}
+
+void XMLSession::CountText(std::size_t bytes) {
+  m_madeTextBytes += bytes;
+  if (bytes > m_limits.maxTextBytes || m_madeTextBytes / kMadeTextFactor > m_limits.maxTextBytes) {
+    Fail("the stylesheet makes more text than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
+  }
+}
+
+void XMLSession::CheckTime() {
+  if (m_transformation != nullptr && std::chrono::steady_clock::now() > m_deadline) {
+    Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows");
+  }
+}
+
+void XMLSession::WatchWrittenText() {
+  const xsltTransformContext& transformation = *m_transformation;
+  if (transformation.lasttext == nullptr || transformation.insert == nullptr) {
+    return;
+  }
+  const int written = transformation.lasttuse;
+  const auto* const text = transformation.insert->last;
+  if (text == m_writtenText && written > m_writtenBytes) {
+    CountText(static_cast<std::size_t>(written - m_writtenBytes));
+    if (static_cast<std::size_t>(written) > m_limits.maxTextBytes) {
+      Fail("the stylesheet makes more text than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
+    }
+  }
+  m_writtenText = text;
+  m_writtenBytes = written;
+}
+
+} // namespace zep

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "ZEPXMLLimits.h"
+
+#include <array>
+#include <chrono>
+#include <cstdarg>
+#include <cstddef>
+#include <string>
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <libxml/xmlerror.h>
+#include <libxslt/xsltInternals.h>
+
+namespace zep {
+
+// One use of libxml2 and libxslt on this thread: collects what they have to say, and counts what
+// is used up. While no session is open on a thread, both libraries behave there as if this
+// platform did not exist.
+class XMLSession {
+public:
+  explicit XMLSession(const XMLLimits& limits);
+  ~XMLSession();
+  XMLSession(const XMLSession&) = delete;
+  XMLSession& operator=(const XMLSession&) = delete;
+
+  static XMLSession* Current(); // of this thread, or null
+
+  const XMLLimits& Limits() const { return m_limits; }
+
+  // Ends the parse or the transformation that is running; the first reason stands.
+  void Fail(const char* reason);
+  bool HasFailed() const { return m_reason[0] != '\0'; }
+  // The reason, or else what the libraries said.
+  std::string Message() const;
+
+  // Called from C: they do not throw and do not allocate.
+  void AddMessage(const char* format, std::va_list arguments);
+  void AddError(const xmlError& error);
+  void CountNode(const xmlNode* node);
+  void CountText(std::size_t bytes);
+  void CheckTime();
+  // Counts what was appended to the text that is being written.
+  void WatchWrittenText();
+
+  // What Fail() ends; null for none.
+  void SetParser(xmlParserCtxtPtr parser) { m_parser = parser; }
+  void SetTransformation(xsltTransformContextPtr transformation) { m_transformation = transformation; }
+  xsltTransformContextPtr Transformation() const { return m_transformation; }
+
+  // Where a stylesheet may include from, with its real path: empty for nowhere.
+  std::string includeFolder;
+  std::size_t stylesheetBytes = 0; // of all its documents so far
+  int stylesheetDocuments = 0;
+
+private:
+  XMLLimits m_limits;
+  std::chrono::steady_clock::time_point m_deadline;
+  std::size_t m_nodes = 0;
+  std::size_t m_madeTextBytes = 0;
+  const xmlNode* m_writtenText = nullptr;
+  int m_writtenBytes = 0;
+  xmlParserCtxtPtr m_parser = nullptr;
+  xsltTransformContextPtr m_transformation = nullptr;
+
+  std::array<char, 256> m_reason{};
+  std::array<char, 8192> m_messages{};
+  std::size_t m_messageBytes = 0;
+
+  XMLSession* m_outer;
+  xmlStructuredErrorFunc m_outerErrorFunction;
+  void* m_outerErrorContext;
+  xmlRegisterNodeFunc m_outerNodeFunction;
+};
+
+} // namespace zep
