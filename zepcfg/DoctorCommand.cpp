@@ -130,10 +130,7 @@ void checkSettings(Checks& checks) {
 void addFindings(const std::string& area, const std::string& what, const StylesheetReport& report,
                  Checks& checks) {
   for (const Finding& finding : report.findings) {
-    checks.push_back({area, Health::fault,
-                      what + ": " + (finding.line == 0 ? "" : "line " + std::to_string(finding.line) + ": ") +
-                          finding.text,
-                      finding.remedy});
+    checks.push_back({area, Health::fault, what + ": " + findingInWords(finding), finding.remedy});
   }
   if (report.findings.empty()) {
     checks.push_back({area, Health::good,
@@ -226,7 +223,7 @@ std::string inWords(const Checks& checks, bool isColoured) {
     std::string health = healthName(check.health);
     health.resize(7, ' ');
     text += isColoured ? colour(check.health) + health + "\x1B[0m" : health;
-    text += withoutControls(check.area + ": " + check.detail) + "\n";
+    text += replaceAll(withoutControls(check.area + ": " + check.detail), "\n", "\n       ") + "\n";
     if (!check.remedy.empty()) {
       text += "       remedy: " + withoutControls(check.remedy) + "\n";
     }

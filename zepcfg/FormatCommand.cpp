@@ -17,6 +17,8 @@
 namespace zep::cli {
 namespace {
 
+const std::string inputSource = "inputSourceId1"; // the library's name for the expression
+
 // No display text can be this one, since no XML text may hold that character: an output that still
 // is it was never written.
 const ZEPUnicodeString& untouched() {
@@ -26,11 +28,19 @@ const ZEPUnicodeString& untouched() {
 
 // What the platform calls its sources means nothing to a person.
 void nameSources(Failure& failure, const std::string& stylesheet) {
-  failure.message = replaceAll(failure.message, "inputSourceId1", failure.input);
-  failure.message = replaceAll(failure.message, "xslSourceId1",
-                               stylesheet.empty() ? "the server's stylesheet" : "'" + stylesheet + "'");
+  const bool isInput = contains(failure.message, inputSource);
+  std::string message = replaceAll(failure.message, inputSource + ": " + inputSource, inputSource);
+  message = replaceAll(message, inputSource, failure.input);
+  failure.message = replaceAll(message, "xslSourceId1", "the server's stylesheet");
   failure.stylesheet = stylesheet;
   failure.server = stylesheet.empty() ? serverURL() : "";
+  if (isInput) {
+    failure.remedy = "correct the input: it has to be well-formed XML without a document type";
+  } else if (contains(failure.remedy, "the stylesheet")) {
+    failure.remedy += stylesheet.empty()
+                          ? "; zepcfg stylesheet --print shows it"
+                          : "; zepcfg stylesheet check " + inputName(stylesheet) + " tells more";
+  }
 }
 
 [[noreturn]] void fail(Failure failure) {
@@ -40,7 +50,7 @@ void nameSources(Failure& failure, const std::string& stylesheet) {
 
 [[noreturn]] void failFormatting(const TraceCollector& trace, const std::string& input, long result) {
   Failure failure = describeFailure(trace, input, "FormatExpression", result);
-  nameSources(failure, trace.stylesheetFile());
+  nameSources(failure, pathAsFound(trace.stylesheetFile()));
   fail(std::move(failure));
 }
 

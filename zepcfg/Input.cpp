@@ -107,6 +107,11 @@ ZEPUnicodeString readData(const std::string& data) {
   return startsWith(data, "@") ? decodeOrFail(data.substr(1), decodeText) : fromUTF8(data);
 }
 
+std::string pathAsFound(const std::string& path) {
+  const std::string withSlashes = replaceAll(path, "\\", "/");
+  return access(path.c_str(), F_OK) != 0 && access(withSlashes.c_str(), F_OK) == 0 ? withSlashes : path;
+}
+
 void requireStylesheet(const std::string& file) {
   const char operation[] = "looking for the stylesheet";
   struct stat info;
@@ -121,7 +126,7 @@ void requireStylesheet(const std::string& file) {
                  S_ISDIR(info.st_mode) ? "it is a directory" : "it is not a regular file",
                  "name a stylesheet file");
   }
-  if (access(file.c_str(), R_OK) != 0 && errno == EACCES) {
+  if (access(pathAsFound(file).c_str(), R_OK) != 0 && errno == EACCES) {
     failBadInput(inputName(file), operation, std::strerror(EACCES), "make the file readable for yourself");
   }
 }

@@ -19,6 +19,9 @@ ZEPUnicodeString readXML(const std::string& file);
 // The JSON of the option --data: the text itself, or that of a file behind "@" ("@-": standard input).
 ZEPUnicodeString readData(const std::string& data);
 
+// The form in which a file is found: the library looks for a path with backslashes under slashes too.
+std::string pathAsFound(const std::string& path);
+
 // Fails unless there is a regular file of that name for the library to read.
 void requireStylesheet(const std::string& file);
 

@@ -22,7 +22,7 @@ StylesheetReport checkServerStylesheet(const std::string& text);
 
 nlohmann::ordered_json findingsAsJSON(const std::vector<Finding>& findings);
 
-// "line 3: text; remedy"
+// "line 3: text"
 std::string findingInWords(const Finding& finding);
 
 } // namespace zep::cli

@@ -12,7 +12,8 @@ namespace {
 std::string inWords(const StylesheetReport& report, const std::string& input) {
   std::string text = input + ": its output is decoded as " + decodingName(report.decodedAs) + "\n";
   for (const Finding& finding : report.findings) {
-    text += withoutControls(findingInWords(finding)) + "\n";
+    text += replaceAll(withoutControls(findingInWords(finding)), "\n", "\n  ") + "\n";
+    text += "  remedy: " + withoutControls(finding.remedy) + "\n";
   }
   return text + (report.findings.empty() ? "nothing found\n" : "");
 }

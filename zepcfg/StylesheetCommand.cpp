@@ -76,7 +76,7 @@ int runStylesheet(const StylesheetOptions& options) {
     throw CommandFailure(std::move(failure));
   }
   if (options.print && !options.output.json) {
-    writeResult(deciding->path.empty() ? inquiry.answer.stylesheet : readInput(deciding->path),
+    writeResult(deciding->path.empty() ? inquiry.answer.stylesheet : readInput(pathAsFound(deciding->path)),
                 options.output.file);
     return exitDone;
   }

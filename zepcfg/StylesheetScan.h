@@ -11,6 +11,7 @@ struct Finding {
   long line; // 0 where no line is to blame
   std::string text;
   std::string remedy;
+  bool isRefused = false; // the library does not take a stylesheet with this
 };
 
 enum class Decoding { UTF8, UTF16 };

@@ -128,10 +128,20 @@ bool isDecodedBy(const std::string& encoding, Decoding decoding) {
                                     : name.empty() || name == "utf-16" || name == "utf16";
 }
 
+// In one line.
+std::string messageOf(const xmlError* error) {
+  std::string message = error == nullptr || error->message == nullptr ? "it cannot be read" : error->message;
+  while (!message.empty() && message.back() == '\n') {
+    message.pop_back();
+  }
+  return message;
+}
+
 class Scan {
 public:
   Scan(const std::string& path, Decoding decodedAs)
       : m_folder(path.empty() ? fs::path() : folderOf(path)),
+        m_isFromServer(path.empty()),
         m_decodedAs(decodedAs) {}
 
   std::vector<Finding> run(const std::string& bytes, const std::string& path) {
@@ -154,8 +164,13 @@ private:
                : 1 + std::count(text.begin(), text.begin() + static_cast<long>(at), '\n');
   }
 
-  void add(const xmlNode* node, const std::string& text, const std::string& remedy) {
-    add(node == nullptr ? 0 : xmlGetLineNo(node), text, remedy);
+  void refuse(const xmlNode* node, const std::string& text, const std::string& remedy) {
+    refuse(node == nullptr ? 0 : xmlGetLineNo(node), text, remedy);
+  }
+
+  void refuse(long line, const std::string& text, const std::string& remedy) {
+    add(line, text, remedy);
+    m_findings.back().isRefused = true;
   }
 
   void add(long line, const std::string& text, const std::string& remedy) {
@@ -174,11 +189,8 @@ private:
                 : nullptr);
     if (!document) {
       const xmlError* const error = context ? xmlCtxtGetLastError(context.get()) : nullptr;
-      add(error == nullptr ? 0 : error->line,
-          "it is not well-formed XML: " + std::string(error == nullptr || error->message == nullptr
-                                                          ? "it cannot be read"
-                                                          : error->message),
-          "correct the XML");
+      refuse(error == nullptr ? 0 : error->line, "it is not well-formed XML: " + messageOf(error),
+             "correct the XML");
       return;
     }
     checkDocumentType(document.get(), path.empty());
@@ -193,7 +205,8 @@ private:
          xmlHasNsProp(const_cast<xmlNode*>(root), reinterpret_cast<const xmlChar*>("version"),
                       reinterpret_cast<const xmlChar*>(xslt.data())) != nullptr);
     if (!isStylesheet) {
-      add(root, "it is not a stylesheet: its root element is not xsl:stylesheet", "name an XSLT stylesheet");
+      refuse(root, "it is not a stylesheet: its root element is not xsl:stylesheet",
+             "name an XSLT stylesheet");
     }
   }
 
@@ -203,19 +216,19 @@ private:
       return;
     }
     if (isFromServer) {
-      add(0L, "a document type is refused in a stylesheet from a server",
-          "write characters instead of entities");
+      refuse(0L, "a document type is refused in a stylesheet from a server",
+             "write characters instead of entities");
     } else if (type->SystemID != nullptr || type->ExternalID != nullptr) {
-      add(0L, "its document type names an external file, which is refused",
-          "keep the entities in the stylesheet itself");
+      refuse(0L, "its document type names an external file, which is refused",
+             "keep the entities in the stylesheet itself");
     }
     for (const xmlNode* node = type->children; node != nullptr; node = node->next) {
       const auto* const entity = reinterpret_cast<const xmlEntity*>(node);
       if (node->type == XML_ENTITY_DECL && entity->etype != XML_INTERNAL_GENERAL_ENTITY) {
-        add(0L,
-            "its entity '" + std::string(view(entity->name)) +
-                "' is not a plain internal one, which is refused",
-            "keep plain entities only");
+        refuse(0L,
+               "its entity '" + std::string(view(entity->name)) +
+                   "' is not a plain internal one, which is refused",
+               "keep plain entities only");
       }
     }
   }
@@ -249,7 +262,7 @@ private:
         std::any_of(writingElements.begin(), writingElements.end(),
                     [node](const QualifiedName& name) { return isElement(node, name.nameSpace, name.name); });
     if (isWriting) {
-      add(node, "the element '" + nameOf(node) + "' writes a file, which is refused", "remove it");
+      refuse(node, "the element '" + nameOf(node) + "' writes a file, which is refused", "remove it");
     }
     checkExpressions(node);
     if (isElement(node, xslt, "output")) {
@@ -268,7 +281,7 @@ private:
           isInstruction && std::find(expressionAttributes.begin(), expressionAttributes.end(),
                                      view(at->name)) != expressionAttributes.end();
       if (callsDocument(isExpression ? value : expressionsInBraces(value))) {
-        add(node, "document() reads a file, which is refused",
+        add(xmlGetLineNo(node), "document() reads a file, which is refused",
             "hand everything over in the expression itself");
       }
     }
@@ -277,18 +290,18 @@ private:
   void checkIncluded(xmlNode* node, const std::string& path) {
     const std::string href = attribute(node, "href").value_or("");
     if (path.empty()) {
-      add(node, "a stylesheet from a server may include nothing: '" + href + "'",
-          "put everything into one stylesheet");
+      refuse(node, "a stylesheet from a server may include nothing: '" + href + "'",
+             "put everything into one stylesheet");
       return;
     }
     const XMLText plain(reinterpret_cast<xmlChar*>(xmlURIUnescapeString(href.c_str(), 0, nullptr)));
     std::error_code error;
     const fs::path file = fs::weakly_canonical(folderOf(path) / fs::path(view(plain.get())), error);
     if (contains(href, "://") || error || !isBelowFolder(file)) {
-      add(node, "'" + href + "' is not in the stylesheet's own folder or below, and is refused",
-          "move it beside the stylesheet");
+      refuse(node, "'" + href + "' is not in the stylesheet's own folder or below, and is refused",
+             "move it beside the stylesheet");
     } else if (!fs::is_regular_file(file, error)) {
-      add(node, "'" + href + "' does not exist", "check the name");
+      refuse(node, "'" + href + "' does not exist", "check the name");
     } else if (m_seen.insert(file).second && m_seen.size() < mostFiles) {
       scanIncluded(file);
     }
@@ -308,24 +321,33 @@ private:
   }
 
   void checkEncoding() {
-    const std::string decoding = decodingName(m_decodedAs);
-    const std::string on =
-        m_firstOutputLine == 0 ? "no line of the file" : "line " + std::to_string(m_firstOutputLine);
-    const std::string asked = m_encoding.empty() ? "UTF-16 (no encoding is named)" : m_encoding;
     if (!m_encoding.empty() && !isEncodingKnown(m_encoding)) {
-      add(m_firstOutputLine, "the output encoding '" + m_encoding + "' is not known", "name UTF-8 or UTF-16");
+      refuse(m_firstOutputLine, "the output encoding '" + m_encoding + "' is not known",
+             "name UTF-8 or UTF-16");
     } else if (!isDecodedBy(m_encoding, m_decodedAs)) {
+      const std::string written = m_encoding.empty() ? "UTF-16, as no encoding is named," : m_encoding;
       add(m_firstOutputLine,
-          "the output is written as " + asked + " but decoded as " + decoding +
-              ": only the first line with \"xsl:output\" is looked at (" + on + "), and for \"utf-8\" alone",
-          m_decodedAs == Decoding::UTF16 && m_includedFile.empty()
-              ? "write <xsl:output method=\"text\" encoding=\"UTF-8\"/> on one line of the file, before any other "
-                "mention of xsl:output; a server's stylesheet has to name UTF-16"
-              : "name the encoding UTF-8, or keep \"utf-8\" off that line");
+          "the output is written as " + written + " but decoded as " + decodingName(m_decodedAs) + why(),
+          remedyForEncoding());
     }
   }
 
+  // Only a stylesheet in UTF-8 is helped by knowing where that has to be said.
+  std::string why() const {
+    return m_decodedAs == Decoding::UTF8 || isDecodedBy(m_encoding, Decoding::UTF8)
+               ? ", because only the first line with \"xsl:output\" is looked at, for \"utf-8\""
+               : "";
+  }
+
+  std::string remedyForEncoding() const {
+    return m_isFromServer
+               ? "name UTF-16: the output of a server's stylesheet is always decoded so"
+               : "write <xsl:output method=\"text\" encoding=\"UTF-8\"/> on one line, in the file itself and "
+                 "before any other mention of xsl:output";
+  }
+
   fs::path m_folder;
+  bool m_isFromServer;
   Decoding m_decodedAs;
   long m_firstOutputLine = 0;
   std::string m_encoding; // of the output; empty where none is named
