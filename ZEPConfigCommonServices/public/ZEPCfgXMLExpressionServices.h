@@ -2,6 +2,7 @@
 
 #include "ExportedByZEPCfgCommonServices.h"
 
+class ZEPListValZEPCfgContextExpression;
 class ZEPOmxAny;
 class ZEPUnicodeString;
 
@@ -9,6 +10,30 @@ class ZEPUnicodeString;
 // is not negative is a success. Exceptions of the platform pass through to the caller.
 class ExportedByZEPCfgCommonServices ZEPCfgXMLExpressionServices {
 public:
+  // Splits an expression into its contexts: one element for each, appended to `oContexts` in the
+  // order of the text. It works by searches on the text and checks nothing: what is missing in a
+  // malformed text gives empty or odd values, and a walk over such a text ends where it comes to a
+  // place for the second time. Always S_OK.
+  static long SplitByContext(const ZEPUnicodeString& iExpression,
+                             ZEPListValZEPCfgContextExpression& oContexts);
+
+  // Gives the expression without its first "Description" element and without any "DescId"
+  // attribute, by searches on the text. The two arguments may be the same object.
+  //
+  // S_OK    out_XMLExpression holds the cleaned text (empty for an empty one)
+  // E_FAIL  the text holds no quote at all, or an element or attribute does not end;
+  //         out_XMLExpression is then empty
+  static long RemoveDescription(const ZEPUnicodeString& in_XMLExpression,
+                                ZEPUnicodeString& out_XMLExpression);
+
+  // Writes the filter expression that selects everything, inside a context of the model
+  // `iHolderName` unless that is empty.
+  //
+  // A success is the XML writer's code, and `oExpression` then holds the expression; a failure is
+  // that of the writer's call that failed, and `oExpression` is then untouched.
+  static long GenerateFilterExpressionTrue(const ZEPUnicodeString& iHolderName,
+                                           ZEPUnicodeString& oExpression);
+
   // Tells from a stylesheet file how its output is to be decoded. Only the first line that holds
   // "xsl:output" is looked at.
   //

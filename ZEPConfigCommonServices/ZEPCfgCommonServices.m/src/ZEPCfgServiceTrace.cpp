@@ -2,6 +2,8 @@
 
 #include "valueToMacro.h"
 
+#include <climits>
+
 namespace {
 
 constexpr int detailLevel = 0;
@@ -69,6 +71,13 @@ void ZEPCfgServiceTrace::Label(const char* text, const ZEPUnicodeString& more, i
 
 void ZEPCfgServiceTrace::Dump(const char* name, const ZEPUnicodeString& text, int line) {
   WriteDetail(line, name, " = [", text, "]");
+}
+
+void ZEPCfgServiceTrace::DumpJoined(const char* name, const ZEPUnicodeString& text,
+                                    const ZEPUnicodeString& rest, int restStart, int line) {
+  if (m_object.IsActivated()) {
+    Write(line, name, " = [", text, rest.SubString(restStart, INT_MAX), "]");
+  }
 }
 
 void ZEPCfgServiceTrace::Value(const char* name, const ZEPUnicodeString& text, int line) {

@@ -22,6 +22,10 @@ public:
   void Label(const char* text, const ZEPUnicodeString& more, int line = __builtin_LINE());
   // name = [text]
   void Dump(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE());
+  // The same of a text in two parts, the second one being `rest` from `restStart` on. They are put
+  // together only while the trace is on.
+  void DumpJoined(const char* name, const ZEPUnicodeString& text, const ZEPUnicodeString& rest, int restStart,
+                  int line = __builtin_LINE());
   // name = value, without brackets
   void Value(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE());
   void Value(const char* name, const char* text, int line = __builtin_LINE());

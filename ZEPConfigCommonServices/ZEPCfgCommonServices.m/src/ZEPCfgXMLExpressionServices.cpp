@@ -1,8 +1,13 @@
 #include "ZEPCfgXMLExpressionServices.h"
 
+#include "PLMCfgInListVal.h"
+#include "PLMCfgInString.h"
+#include "PLMCfgXMLVocabulary.h"
+#include "ZEPCfgContextExpression.h"
 #include "ZEPCfgInfraServices.h"
 #include "ZEPCfgServiceTrace.h"
 #include "ZEPCfgWebServices.h"
+#include "ZEPCfgXMLWriter.h"
 #include "ZEPEnvironment.h"
 #include "ZEPError.h"
 #include "ZEPFile.h"
@@ -10,6 +15,7 @@
 #include "ZEPIXMLPPFactory.h"
 #include "ZEPIXMLSAX2Factory.h"
 #include "ZEPIXMLXSLFactory.h"
+#include "ZEPListValZEPCfgContextExpression.h"
 #include "ZEPListValZEPUnicodeString.h"
 #include "ZEPOmxAny.h"
 #include "ZEPOmxJson.h"
@@ -22,9 +28,12 @@
 #include "ZEPXMLPPMemoryBuffer.h"
 #include "ZEPXMLXSLTransformerOptions.h"
 
+#include <algorithm>
+#include <climits>
 #include <memory>
 #include <optional>
 #include <sys/stat.h>
+#include <unordered_set>
 
 namespace {
 
@@ -51,10 +60,426 @@ struct Releaser {
 template <class Object>
 using Released = std::unique_ptr<Object, Releaser>;
 
+// ---- searching a text --------------------------------------------------------------------------
+
+constexpr int forward = 1; // search mode
+const char doubleQuote[] = "\"";
+const char apostrophe[] = "'";
+
+bool contains(const ZEPUnicodeString& text, const char* pattern) {
+  return text.SearchSubString(pattern, 0, forward) >= 0;
+}
+
+// Searches one text for one pattern from places that mostly move forward. Between the start of a
+// search and its match there is no other match, so that asking again from there costs nothing;
+// a walk over the text then searches it once, however often it asks.
+class ForwardSearch {
+public:
+  ForwardSearch(const ZEPUnicodeString& text, const ZEPUnicodeString& pattern)
+      : m_text(text),
+        m_pattern(pattern) {}
+
+  // As SearchSubString: the first match at or behind `start`, or -1.
+  int From(int start) {
+    start = std::max(start, 0);
+    if (start < m_start || (m_match >= 0 && start > m_match)) {
+      m_match = m_text.SearchSubString(m_pattern, start, forward);
+      m_start = start;
+    }
+    return m_match;
+  }
+
+private:
+  const ZEPUnicodeString& m_text;
+  const ZEPUnicodeString m_pattern;
+  int m_start = INT_MAX; // nothing was searched yet
+  int m_match = -1;
+};
+
+// ---- split by context --------------------------------------------------------------------------
+
+constexpr int openingLength = 8;       // of "<Context"
+constexpr int closingLength = 10;      // of "</Context>"
+constexpr int inheritedEffLength = 12; // of "InheritedEff"
+
+// A walk over a malformed text can come back to a place for ever.
+class Walk {
+public:
+  // True for a match at which the walk has not been before.
+  bool Enters(int position) { return position >= 0 && m_visited.insert(position).second; }
+
+private:
+  std::unordered_set<int> m_visited;
+};
+
+// The quoted values of one attribute in one text.
+class AttributeValues {
+public:
+  AttributeValues(const ZEPUnicodeString& text, const char* attribute)
+      : m_text(text),
+        m_attribute(text, attribute),
+        m_opening(text, doubleQuote),
+        m_closing(text, doubleQuote) {}
+
+  // Goes to the value between the first two quotes behind the first such attribute behind `start`.
+  // What is missing is a position of -1 for the search or the cut that follows. False when that is
+  // the value where it stood before.
+  bool GoTo(int start) {
+    const int opening = m_opening.From(m_attribute.From(start));
+    const int closing = m_closing.From(opening + 1);
+    if (m_isRead && opening == m_openingQuote && closing == m_closingQuote) {
+      return false;
+    }
+    m_isRead = true;
+    m_openingQuote = opening;
+    m_closingQuote = closing;
+    m_value = m_text.SubString(opening + 1, closing - opening - 1);
+    return true;
+  }
+  const ZEPUnicodeString& Value() const { return m_value; }
+  int ClosingQuote() const { return m_closingQuote; }
+
+private:
+  const ZEPUnicodeString& m_text;
+  ForwardSearch m_attribute;
+  ForwardSearch m_opening;
+  ForwardSearch m_closing;
+  bool m_isRead = false;
+  int m_openingQuote = -1;
+  int m_closingQuote = -1;
+  ZEPUnicodeString m_value;
+};
+
+// The pieces cut out of an expression, and what is left of it.
+struct CutContexts {
+  int start = -1; // where the pieces stood
+  ZEPListValZEPUnicodeString pieces;
+  ZEPUnicodeString remainder;
+};
+
+// Every piece is taken from where the first one began: what stands between two contexts is the head
+// of the second piece. A closing tag counts from 18 characters behind the start on.
+CutContexts cutContexts(const ZEPUnicodeString& expression) {
+  CutContexts cut;
+  cut.start = expression.SearchSubString("<Context", 0, forward);
+  if (cut.start < 0) {
+    return cut;
+  }
+  int pieceStart = cut.start;
+  const auto findClosing = [&] {
+    return expression.SearchSubString("</Context>", pieceStart + openingLength + closingLength, forward);
+  };
+  for (int closing = findClosing(); closing >= 0; closing = findClosing()) {
+    const int pieceEnd = closing + closingLength;
+    const ZEPUnicodeString piece = expression.SubString(pieceStart, pieceEnd - pieceStart);
+    trace.Dump("stCtx", piece);
+    cut.pieces.Append(piece);
+    pieceStart = pieceEnd;
+  }
+  cut.remainder = expression.SubString(0, cut.start) + expression.SubString(pieceStart, INT_MAX);
+  return cut;
+}
+
+// What was read last; it outlives the context that it was read in.
+struct LastRead {
+  int number = 0;
+  ZEPUnicodeString holderName;
+};
+
+// A value that is no number leaves the last one.
+void readNumber(AttributeValues& values, int start, int& number) {
+  const bool isNew = values.GoTo(start);
+  trace.Dump("stIdx", values.Value());
+  if (isNew) {
+    values.Value().ConvertToNum(&number, "%d");
+  }
+}
+
+void collectInheritedEffectivities(const ZEPUnicodeString& piece, LastRead& last,
+                                   ZEPCfgContextExpression& context) {
+  ForwardSearch entries(piece, "InheritedEff");
+  AttributeValues filterableIds(piece, "FilterableId");
+  AttributeValues holderNames(piece, "HolderName");
+  Walk walk;
+  for (int entry = entries.From(0); walk.Enters(entry); entry = entries.From(holderNames.ClosingQuote())) {
+    const int attributes = entry + inheritedEffLength + 2; // one directly behind a blank is missed
+    readNumber(filterableIds, attributes, last.number);
+    context.m_inheritedEffIds.Append(last.number);
+    holderNames.GoTo(attributes);
+    last.holderName = holderNames.Value();
+    trace.Dump("stName", last.holderName);
+    context.m_holderNames.Append(last.holderName);
+  }
+}
+
+// A change is listed under the holder name that was read last, whichever context that was in.
+void collectOperationHandlers(const ZEPUnicodeString& piece, LastRead& last,
+                              ZEPCfgContextExpression& context) {
+  ForwardSearch changes(piece, "OperationHandlerId");
+  AttributeValues handlerIds(piece, "OperationHandlerId");
+  Walk walk;
+  for (int change = changes.From(0); walk.Enters(change); change = changes.From(handlerIds.ClosingQuote())) {
+    readNumber(handlerIds, change, last.number);
+    context.m_operationHandlerIds.Append(last.number);
+    context.m_holderNames.Append(last.holderName);
+  }
+}
+
+void splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextExpression& contexts) {
+  const CutContexts cut = cutContexts(expression);
+  LastRead last;
+  for (int i = 1; i <= cut.pieces.Size(); ++i) {
+    const ZEPUnicodeString& piece = cut.pieces[i];
+    ZEPCfgContextExpression context;
+    AttributeValues holderNames(piece, "HolderName");
+    holderNames.GoTo(0);
+    context.m_contextName = holderNames.Value();
+    trace.Dump("CtxExpr.m_contextName", context.m_contextName);
+    context.m_contextExpression = cut.remainder;
+    context.m_contextExpression.Insert(cut.start, piece);
+    trace.Dump("CtxExpr.m_contextExpression", context.m_contextExpression);
+    trace.Label("Inherited eff");
+    collectInheritedEffectivities(piece, last, context);
+    trace.Label("Change");
+    collectOperationHandlers(piece, last, context);
+    contexts.Append(context);
+  }
+}
+
+// ---- description removal -----------------------------------------------------------------------
+
+// Built on first use.
+struct DescriptionTexts {
+  const ZEPUnicodeString descId = "DescId";
+  const ZEPUnicodeString doubleQuote = ::doubleQuote;
+  const ZEPUnicodeString apostrophe = ::apostrophe;
+  const ZEPUnicodeString description = "Description";
+  const ZEPUnicodeString closingDescription = "/Description";
+};
+
+const DescriptionTexts& descriptionTexts() {
+  static const DescriptionTexts texts;
+  return texts;
+}
+
+// A text out of which spans are cut from front to back: what is kept of its front, then its rest.
+// Positions are those of the two together.
+class CutText {
+public:
+  explicit CutText(const ZEPUnicodeString& text) : m_text(text) {}
+
+  int ToPosition(int inText) const { return inText < 0 ? -1 : m_kept.GetLengthInChar() + inText - m_rest; }
+  int ToText(int position) const { return m_rest + position - m_kept.GetLengthInChar(); }
+  const ZEPUnicodeString& Kept() const { return m_kept; }
+  int Rest() const { return m_rest; }
+
+  // REQUIRES: the span reaches into the rest.
+  void Cut(int position, int length) {
+    const int keptLength = m_kept.GetLengthInChar();
+    if (position < keptLength) {
+      m_kept.Remove(position, keptLength - position);
+      m_rest += length - (keptLength - position);
+    } else {
+      m_kept.Append(m_text.SubString(m_rest, position - keptLength));
+      m_rest += position - keptLength + length;
+    }
+  }
+  // Where a match begins that a cut has joined from both sides of it, or -1.
+  int FindJoined(const ZEPUnicodeString& pattern) const {
+    const int reach = pattern.GetLengthInChar() - 1;
+    const int start = std::max(m_kept.GetLengthInChar() - reach, 0);
+    const ZEPUnicodeString joint = m_kept.SubString(start, reach) + m_text.SubString(m_rest, reach);
+    const int match = joint.SearchSubString(pattern, 0, forward);
+    return match < 0 ? -1 : start + match;
+  }
+  ZEPUnicodeString Whole() const { return m_kept + m_text.SubString(m_rest, INT_MAX); }
+
+private:
+  const ZEPUnicodeString& m_text;
+  ZEPUnicodeString m_kept;
+  int m_rest = 0;
+};
+
+// The quote of every attribute, decided by what occurs at all; null when there is none.
+const ZEPUnicodeString* findQuote(const ZEPUnicodeString& text) {
+  trace.Label("what quote?");
+  for (const ZEPUnicodeString* quote : {&descriptionTexts().doubleQuote, &descriptionTexts().apostrophe}) {
+    if (text.SearchSubString(*quote, 0, forward) >= 0) {
+      return quote;
+    }
+  }
+  trace.Error("ERROR: no quote found!");
+  return nullptr;
+}
+
+long removeDescriptionElement(ZEPUnicodeString& text) {
+  const DescriptionTexts& texts = descriptionTexts();
+  const int pos = text.SearchSubString(texts.description, 0, forward);
+  trace.Value("pos", pos);
+  if (pos < 0) {
+    return S_OK;
+  }
+  // The closing text holds the opening one, so it cannot begin further in front.
+  const int end = text.SearchSubString(texts.closingDescription, pos - 1, forward);
+  trace.Value("end", end);
+  if (end < 1) {
+    trace.Error("ERROR: /Description not found");
+    return E_FAIL;
+  }
+  const int lg = end - pos + texts.closingDescription.GetLengthInChar();
+  trace.Value("lg", lg + 2);
+  text.Remove(pos - 1, lg + 2); // from the "<" in front to the ">" behind
+  trace.Dump("out_XMLExpression", text);
+  return S_OK;
+}
+
+long removeDescIds(ZEPUnicodeString& text, const ZEPUnicodeString& quote) {
+  const ZEPUnicodeString& descId = descriptionTexts().descId;
+  trace.Label("Remove the DescId attribute");
+  CutText cut(text);
+  ForwardSearch attributes(text, descId);
+  const auto findNext = [&] {
+    const int joined = cut.FindJoined(descId);
+    return joined >= 0 ? joined : cut.ToPosition(attributes.From(cut.Rest()));
+  };
+  const auto findQuoteFrom = [&](int position) {
+    const int found = cut.ToPosition(text.SearchSubString(quote, cut.ToText(position), forward));
+    trace.Value("end", found);
+    return found;
+  };
+  int pos = findNext();
+  trace.Value("pos", pos);
+  if (pos < 0) {
+    return S_OK;
+  }
+  for (; pos >= 0; pos = findNext()) {
+    trace.Value("pos", pos);
+    trace.Label("look for the end of the value");
+    const int open = findQuoteFrom(pos + descId.GetLengthInChar());
+    const int close = open < 1 ? -1 : findQuoteFrom(open + 1);
+    if (close < 1) {
+      trace.Error("ERROR: end of DescId not found");
+      return E_FAIL;
+    }
+    const int lg = close - pos + 1;
+    trace.Value("lg", lg);
+    cut.Cut(pos, lg);
+    trace.DumpJoined("out_XMLExpression", cut.Kept(), text, cut.Rest());
+  }
+  text = cut.Whole();
+  return S_OK;
+}
+
+long clean(ZEPUnicodeString& text) {
+  if (text.GetLengthInChar() == 0) {
+    trace.Label("empty expression");
+    return S_OK;
+  }
+  trace.Dump("out_XMLExpression", text);
+  trace.Label("Remove the Description tag");
+  const ZEPUnicodeString* const quote = findQuote(text);
+  if (quote == nullptr) {
+    return E_FAIL;
+  }
+  trace.Dump("quote", *quote);
+  const long result = removeDescriptionElement(text);
+  return ZEPFailed(result) ? result : removeDescIds(text, *quote);
+}
+
+long removeDescription(const ZEPUnicodeString& expression, ZEPUnicodeString& cleaned) {
+  cleaned = expression;
+  const long result = clean(cleaned);
+  if (ZEPFailed(result)) {
+    cleaned.Reset();
+  }
+  return result;
+}
+
+// ---- always-true filter ------------------------------------------------------------------------
+
+// Writes the document, and reports the first call that fails; each of its operations gives that
+// call's result.
+class FilterWriter {
+public:
+  FilterWriter& With(const char* attribute, const PLMCfgInString& value) {
+    m_names.PutBack(attribute);
+    m_values.PutBack(value);
+    return *this;
+  }
+  long StartDocument() {
+    return Checked(m_writer.WriteStartDocument(), "ERROR : WriteStartDocument() FAILED");
+  }
+  // With the attributes given since the last element.
+  long StartElement(const char* name) {
+    const long result = m_writer.WriteStartElement(name, &m_names, &m_values);
+    m_names.Clear();
+    m_values.Clear();
+    return Checked(result, "ERROR: Unable to write element ", name);
+  }
+  long StartPlainElement(const char* name) {
+    return Checked(m_writer.WriteStartElement(name, nullptr, nullptr), "ERROR: Unable to write element ",
+                   name);
+  }
+  long Characters(const char* text) {
+    return Checked(m_writer.WriteCharacters(text), "ERROR: Unable to write characters ", text);
+  }
+  long EndElement(const char* name) {
+    return Checked(m_writer.WriteEndElement(), "ERROR: Unable to write end element ", name);
+  }
+  long EndDocument() { return Checked(m_writer.WriteEndDocument(), "ERROR : WriteEndDocument() FAILED"); }
+  long GetGeneratedXML(ZEPUnicodeString& expression) {
+    return Checked(m_writer.GetGeneratedXML(expression), "ERROR : GetGeneratedXML() FAILED");
+  }
+
+private:
+  static long Checked(long result, const char* failure, const char* name = "", int line = __builtin_LINE()) {
+    if (ZEPFailed(result)) {
+      trace.Error(failure, name, line);
+    }
+    return result;
+  }
+
+  ZEPCfgXMLWriter m_writer;
+  PLMCfgInListVal m_names{PLMCfgInString::sType()};
+  PLMCfgInListVal m_values{PLMCfgInString::sType()};
+};
+
+long writeAlwaysTrue(const ZEPUnicodeString& holderName, ZEPUnicodeString& expression) {
+  FilterWriter writer;
+  const bool hasHolder = holderName.GetLengthInChar() > 0;
+  long result = S_OK;
+  const auto done = [&result](long code) {
+    result = code;
+    return ZEPSucceeded(code);
+  };
+  const auto startRoot = [&] {
+    return writer.With(ATTRIBUTE_NAMESPACE, CFG_NAMESPACE)
+        .With(ATTRIBUTE_XML_NAMESPACE, VAL_XML_NAMESPACE)
+        .With(ATTRIBUTE_SCHEMA_LOCATION, FILTEREXPR_SCHEMA_LOCATION)
+        .StartElement(FILTEREXPR_ELEMENT_ROOT);
+  };
+  const auto startSelection = [&] {
+    return writer.With(ATTR_SELECTIONMODE, VAL_STRICT).StartElement(ELEMENT_FILTERSELECTION);
+  };
+  const auto startContext = [&] {
+    return writer.With(ATTR_HOLDER_TYPE, VAL_MODEL)
+        .With(ATTR_HOLDER_NAME, holderName)
+        .StartElement(ELEMENT_CONTEXT);
+  };
+  if (done(writer.StartDocument()) && done(startRoot()) && done(startSelection()) &&
+      (!hasHolder || done(startContext())) && done(writer.StartPlainElement(ELEMENT_BOOLEAN)) &&
+      done(writer.Characters(VAL_TRUE)) && done(writer.EndElement(ELEMENT_BOOLEAN)) &&
+      (!hasHolder || done(writer.EndElement(ELEMENT_CONTEXT))) &&
+      done(writer.EndElement(ELEMENT_FILTERSELECTION)) && done(writer.EndElement(FILTEREXPR_ELEMENT_ROOT)) &&
+      done(writer.EndDocument())) {
+    result = writer.GetGeneratedXML(expression);
+  }
+  return result;
+}
+
 // ---- encoding of a stylesheet's output ---------------------------------------------------------
 
 constexpr int lineBufferBytes = 1024;
-constexpr int forward = 1;  // search mode
 constexpr int bothEnds = 2; // strip mode
 constexpr char lineFeed = 10;
 
@@ -78,10 +503,6 @@ private:
   unsigned int m_descriptor;
   bool m_isOwned = true;
 };
-
-bool contains(const ZEPUnicodeString& text, const char* pattern) {
-  return text.SearchSubString(pattern, 0, forward) >= 0;
-}
 
 // S_FALSE when the first line with "xsl:output" mentions UTF-8, else the code of the last read.
 long findEncoding(OpenFile& file, long result) {
@@ -491,6 +912,10 @@ long findStylesheet(const ZEPOmxAny& response, ZEPUnicodeString& stylesheet) {
   return result;
 }
 
+char splitByContextSignature[] =
+    "long __cdecl ZEPCfgXMLExpressionServices::SplitByContext(const class ZEPUnicodeString &,class ZEPListValZEPCfgContextExpression &)";
+char removeDescriptionSignature[] =
+    "long __cdecl ZEPCfgXMLExpressionServices::RemoveDescription(const class ZEPUnicodeString &,class ZEPUnicodeString &)";
 char isEncodingUTF16Signature[] =
     "long __cdecl ZEPCfgXMLExpressionServices::IsEncodingUTF16(class ZEPUnicodeString)";
 char formatExpressionSignature[] =
@@ -501,6 +926,28 @@ char parseQueryResponseSignature[] =
     "long __cdecl ZEPCfgXMLExpressionServices::ParseQueryResponse(const class ZEPOmxAny &,class ZEPUnicodeString &)";
 
 } // namespace
+
+long ZEPCfgXMLExpressionServices::SplitByContext(const ZEPUnicodeString& iExpression,
+                                                 ZEPListValZEPCfgContextExpression& oContexts) {
+  const TracedMethod method(splitByContextSignature);
+  splitByContext(iExpression, oContexts);
+  return S_OK;
+}
+
+long ZEPCfgXMLExpressionServices::RemoveDescription(const ZEPUnicodeString& in_XMLExpression,
+                                                    ZEPUnicodeString& out_XMLExpression) {
+  const TracedMethod method(removeDescriptionSignature);
+  const long result = removeDescription(in_XMLExpression, out_XMLExpression);
+  trace.Dump("out_XMLExpression", out_XMLExpression);
+  trace.Result(result);
+  return result;
+}
+
+// Traces its errors alone.
+long ZEPCfgXMLExpressionServices::GenerateFilterExpressionTrue(const ZEPUnicodeString& iHolderName,
+                                                               ZEPUnicodeString& oExpression) {
+  return writeAlwaysTrue(iHolderName, oExpression);
+}
 
 // Only the trace shows why the check failed.
 long ZEPCfgXMLExpressionServices::IsEncodingUTF16(ZEPUnicodeString in_XSLFilePath) {
