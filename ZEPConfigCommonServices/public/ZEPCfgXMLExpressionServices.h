@@ -3,6 +3,7 @@
 #include "ExportedByZEPCfgCommonServices.h"
 
 class ZEPListValZEPCfgContextExpression;
+class ZEPListValZEPUnicodeString;
 class ZEPOmxAny;
 class ZEPUnicodeString;
 
@@ -85,4 +86,52 @@ public:
   //
   // S_OK, or the code with which the member "content" could not be read.
   static long ParseQueryResponse(const ZEPOmxAny& iResponse, ZEPUnicodeString& oXSLT);
+
+  // A formatting sequence prepares the stylesheet once for many expressions: Start once,
+  // ExpressionFormatting any number of times, End once. One sequence at a time, on one thread.
+  //
+  //   closed --Start--> open --ExpressionFormatting--> open --End--> closed
+  //
+  // Start on an open sequence begins a new one, End on a closed one does nothing.
+
+  // Chooses the stylesheet as FormatExpression does, except that a failed fetch from the server
+  // ends it, and keeps what is needed to apply it. Once a stylesheet file with UTF-8 output was
+  // used, the output of every later sequence is decoded as UTF-8.
+  //
+  // S_OK, S_FALSE        open, or no stylesheet exists and nothing is open
+  // E_FAIL               the user's setting is "debug", or the platform gave no object
+  // other failure codes  that of the service that failed; what was made before it is kept until
+  //                      the next Start or End
+  static long StartExpressionFormatting(const ZEPUnicodeString& in_customXSLFile);
+
+  // Formats one expression. The compact view, once asked for, stays until the sequence ends.
+  // Raises ZEPErrorNullVar when no sequence is open, unless the expression is empty.
+  //
+  // S_OK                 out_formattedExpression holds the display text
+  // S_FALSE              the expression is empty; out_formattedExpression is untouched
+  // E_FAIL               the platform gave no object
+  // other failure codes  that of the service that failed; out_formattedExpression is untouched and
+  //                      the sequence stays open
+  static long ExpressionFormatting(const ZEPUnicodeString& in_xmlExpression,
+                                   ZEPUnicodeString& out_formattedExpression,
+                                   const unsigned char& in_compactView);
+
+  // Releases what the sequence kept. Always S_OK.
+  static long EndExpressionFormatting();
+
+  // Formats a list of expressions in one sequence.
+  //
+  // out_formattedExpressions  one text for each expression is appended, an empty one for an empty
+  //                           expression
+  // in_customXSLFile          as for StartExpressionFormatting
+  // in_compactView            has no effect: a batch is never compact
+  //
+  // S_OK           every expression is formatted
+  // S_FALSE        the list is empty
+  // failure codes  that of the operation that failed; the texts made before it stay appended, and
+  //                after a failing expression the sequence stays open
+  static long FormatExpressions(const ZEPListValZEPUnicodeString& in_xmlExpressions,
+                                ZEPListValZEPUnicodeString& out_formattedExpressions,
+                                const ZEPUnicodeString& in_customXSLFile,
+                                const unsigned char& in_compactView);
 };

@@ -6,6 +6,7 @@
 #include "ZEPCfgContextExpression.h"
 #include "ZEPCfgInfraServices.h"
 #include "ZEPCfgServiceTrace.h"
+#include "ZEPCfgTextSearch.h"
 #include "ZEPCfgWebServices.h"
 #include "ZEPCfgXMLWriter.h"
 #include "ZEPEnvironment.h"
@@ -28,17 +29,21 @@
 #include "ZEPXMLPPMemoryBuffer.h"
 #include "ZEPXMLXSLTransformerOptions.h"
 
-#include <algorithm>
 #include <climits>
 #include <memory>
 #include <optional>
 #include <sys/stat.h>
-#include <unordered_set>
 
 namespace {
 
 ZEPCfgServiceTrace trace("ZEPCfgXMLExpressionServices", "", __FILE__);
 using TracedMethod = ZEPCfgTracedMethod<trace>;
+
+using zep::AttributeValues;
+using zep::CutText;
+using zep::forward;
+using zep::ForwardSearch;
+using zep::Walk;
 
 // What the formatting sequence keeps between its calls; empty while none is open.
 ZEPIXMLSAX2Factory_var m_sax2Factory;
@@ -46,6 +51,8 @@ ZEPISAXInputSource_var m_xslSource;
 ZEPIXMLXSLFactory_var m_xslFactory;
 ZEPIXMLXSLTransformer_var m_transformer;
 ZEPIXMLPPFactory_var m_ppFactory;
+// Stays false once a sequence has used a stylesheet file with UTF-8 output.
+bool m_outputIsUTF16 = true;
 
 // The server's stylesheet, empty until the server answered.
 ZEPUnicodeString serverStylesheetCache;
@@ -62,7 +69,6 @@ using Released = std::unique_ptr<Object, Releaser>;
 
 // ---- searching a text --------------------------------------------------------------------------
 
-constexpr int forward = 1; // search mode
 const char doubleQuote[] = "\"";
 const char apostrophe[] = "'";
 
@@ -70,85 +76,11 @@ bool contains(const ZEPUnicodeString& text, const char* pattern) {
   return text.SearchSubString(pattern, 0, forward) >= 0;
 }
 
-// Searches one text for one pattern from places that mostly move forward. Between the start of a
-// search and its match there is no other match, so that asking again from there costs nothing;
-// a walk over the text then searches it once, however often it asks.
-class ForwardSearch {
-public:
-  ForwardSearch(const ZEPUnicodeString& text, const ZEPUnicodeString& pattern)
-      : m_text(text),
-        m_pattern(pattern) {}
-
-  // As SearchSubString: the first match at or behind `start`, or -1.
-  int From(int start) {
-    start = std::max(start, 0);
-    if (start < m_start || (m_match >= 0 && start > m_match)) {
-      m_match = m_text.SearchSubString(m_pattern, start, forward);
-      m_start = start;
-    }
-    return m_match;
-  }
-
-private:
-  const ZEPUnicodeString& m_text;
-  const ZEPUnicodeString m_pattern;
-  int m_start = INT_MAX; // nothing was searched yet
-  int m_match = -1;
-};
-
 // ---- split by context --------------------------------------------------------------------------
 
 constexpr int openingLength = 8;       // of "<Context"
 constexpr int closingLength = 10;      // of "</Context>"
 constexpr int inheritedEffLength = 12; // of "InheritedEff"
-
-// A walk over a malformed text can come back to a place for ever.
-class Walk {
-public:
-  // True for a match at which the walk has not been before.
-  bool Enters(int position) { return position >= 0 && m_visited.insert(position).second; }
-
-private:
-  std::unordered_set<int> m_visited;
-};
-
-// The quoted values of one attribute in one text.
-class AttributeValues {
-public:
-  AttributeValues(const ZEPUnicodeString& text, const char* attribute)
-      : m_text(text),
-        m_attribute(text, attribute),
-        m_opening(text, doubleQuote),
-        m_closing(text, doubleQuote) {}
-
-  // Goes to the value between the first two quotes behind the first such attribute behind `start`.
-  // What is missing is a position of -1 for the search or the cut that follows. False when that is
-  // the value where it stood before.
-  bool GoTo(int start) {
-    const int opening = m_opening.From(m_attribute.From(start));
-    const int closing = m_closing.From(opening + 1);
-    if (m_isRead && opening == m_openingQuote && closing == m_closingQuote) {
-      return false;
-    }
-    m_isRead = true;
-    m_openingQuote = opening;
-    m_closingQuote = closing;
-    m_value = m_text.SubString(opening + 1, closing - opening - 1);
-    return true;
-  }
-  const ZEPUnicodeString& Value() const { return m_value; }
-  int ClosingQuote() const { return m_closingQuote; }
-
-private:
-  const ZEPUnicodeString& m_text;
-  ForwardSearch m_attribute;
-  ForwardSearch m_opening;
-  ForwardSearch m_closing;
-  bool m_isRead = false;
-  int m_openingQuote = -1;
-  int m_closingQuote = -1;
-  ZEPUnicodeString m_value;
-};
 
 // The pieces cut out of an expression, and what is left of it.
 struct CutContexts {
@@ -261,44 +193,6 @@ const DescriptionTexts& descriptionTexts() {
   static const DescriptionTexts texts;
   return texts;
 }
-
-// A text out of which spans are cut from front to back: what is kept of its front, then its rest.
-// Positions are those of the two together.
-class CutText {
-public:
-  explicit CutText(const ZEPUnicodeString& text) : m_text(text) {}
-
-  int ToPosition(int inText) const { return inText < 0 ? -1 : m_kept.GetLengthInChar() + inText - m_rest; }
-  int ToText(int position) const { return m_rest + position - m_kept.GetLengthInChar(); }
-  const ZEPUnicodeString& Kept() const { return m_kept; }
-  int Rest() const { return m_rest; }
-
-  // REQUIRES: the span reaches into the rest.
-  void Cut(int position, int length) {
-    const int keptLength = m_kept.GetLengthInChar();
-    if (position < keptLength) {
-      m_kept.Remove(position, keptLength - position);
-      m_rest += length - (keptLength - position);
-    } else {
-      m_kept.Append(m_text.SubString(m_rest, position - keptLength));
-      m_rest += position - keptLength + length;
-    }
-  }
-  // Where a match begins that a cut has joined from both sides of it, or -1.
-  int FindJoined(const ZEPUnicodeString& pattern) const {
-    const int reach = pattern.GetLengthInChar() - 1;
-    const int start = std::max(m_kept.GetLengthInChar() - reach, 0);
-    const ZEPUnicodeString joint = m_kept.SubString(start, reach) + m_text.SubString(m_rest, reach);
-    const int match = joint.SearchSubString(pattern, 0, forward);
-    return match < 0 ? -1 : start + match;
-  }
-  ZEPUnicodeString Whole() const { return m_kept + m_text.SubString(m_rest, INT_MAX); }
-
-private:
-  const ZEPUnicodeString& m_text;
-  ZEPUnicodeString m_kept;
-  int m_rest = 0;
-};
 
 // The quote of every attribute, decided by what occurs at all; null when there is none.
 const ZEPUnicodeString* findQuote(const ZEPUnicodeString& text) {
@@ -558,6 +452,10 @@ struct Stylesheet {
 // What a choice says to the operation that asked for it.
 enum class Choice { made, refused };
 
+// What becomes of a failed fetch of the server's stylesheet: it is only remembered as the result,
+// since another candidate may still be there; or it ends the operation.
+enum class ServerFailure { remembered, final };
+
 bool fileExists(ZEPUnicodeString& path) {
   struct stat info;
   return ZEPSucceeded(ZEPFileStat(&path, &info, 0));
@@ -627,15 +525,25 @@ void takeInstalledFile(Stylesheet& stylesheet) {
   }
 }
 
-// A failed fetch of the server's stylesheet is only remembered in `result`: another candidate may
-// still be there.
-Choice chooseStylesheet(const ZEPUnicodeString& customFile, Stylesheet& stylesheet, long& result) {
+Choice takeServerStylesheet(ServerFailure failure, Stylesheet& stylesheet, long& result) {
+  result = ZEPCfgXMLExpressionServices::GetConfigExpressionXSLT(stylesheet.serverText);
+  if (ZEPFailed(result) && failure == ServerFailure::final) {
+    trace.Error("ERROR: GetConfigExpressionXSLT failed");
+    return Choice::refused;
+  }
+  return Choice::made;
+}
+
+Choice chooseStylesheet(const ZEPUnicodeString& customFile, ServerFailure failure, Stylesheet& stylesheet,
+                        long& result) {
   takeCustomFile(customFile, stylesheet);
   trace.Dump("XSLTFilePath", stylesheet.XSLTFilePath);
   if (stylesheet.IsFile()) {
     return Choice::made;
   }
-  result = ZEPCfgXMLExpressionServices::GetConfigExpressionXSLT(stylesheet.serverText);
+  if (takeServerStylesheet(failure, stylesheet, result) == Choice::refused) {
+    return Choice::refused;
+  }
   if (stylesheet.serverText.GetLengthInChar() > 0) {
     return Choice::made;
   }
@@ -654,18 +562,39 @@ constexpr unsigned int memoryBufferBytes = 1024;
 constexpr unsigned int byteOrderMarkBytes = 2;
 constexpr unsigned int bytesPerUnit = 2;
 
-// The objects of one formatting. They are released from the last to the first.
-struct Pipeline {
-  bool outputIsUTF16 = true;
-  ZEPIXMLSAX2Factory_var sax2Factory;
-  ZEPISAXInputSource_var xslSource;
-  ZEPISAXInputSource_var inputSource;
-  ZEPIXMLXSLFactory_var xslFactory;
-  ZEPIXMLXSLTransformer_var transformer;
-  ZEPIXMLPPFactory_var ppFactory;
-  ZEPIXMLPPOutputSource_var outputSource;
-  std::optional<ZEPXMLPPMemoryBuffer> memoryBuffer;
+// What is said of an object that a successful call did not give.
+struct EmptyMessages {
+  const char* sax2Factory;
+  const char* xslSource;
+  const char* xslFactory;
+  const char* transformer;
+  const char* ppFactory;
 };
+
+constexpr EmptyMessages oneShotEmptyMessages{
+    "ERRROR sax2Factory is null_var", "ERROR: xslSource is NULL_var", "ERROR: xslFactory is NULL_var",
+    "ERROR: transformer is NULL_var", "ERROR: ppFactory is NULL_var",
+};
+constexpr EmptyMessages sequenceEmptyMessages{
+    "ERRROR m_sax2Factory is null_var", "ERROR: m_xslSource is NULL_var", "ERROR: m_xslFactory is NULL_var",
+    "ERROR: m_transformer is NULL_var", "ERROR: m_ppFactory is NULL_var",
+};
+
+// The handles that a stylesheet is prepared in: those of one call, or those of the sequence.
+struct Preparation {
+  ZEPIXMLSAX2Factory_var& sax2Factory;
+  ZEPISAXInputSource_var& xslSource;
+  ZEPIXMLXSLFactory_var& xslFactory;
+  ZEPIXMLXSLTransformer_var& transformer;
+  ZEPIXMLPPFactory_var& ppFactory;
+  bool& outputIsUTF16;
+  const EmptyMessages& emptyMessages;
+};
+
+Preparation keptPreparation() {
+  return {m_sax2Factory, m_xslSource,     m_xslFactory,         m_transformer,
+          m_ppFactory,   m_outputIsUTF16, sequenceEmptyMessages};
+}
 
 // How a step ended: the pipeline goes on, or its result stands.
 enum class Step { done, ended };
@@ -678,12 +607,8 @@ Step checkCall(long result, const char* failure, int line = __builtin_LINE()) {
   return Step::done;
 }
 
-// A success has to come with an object.
-Step checkCreated(long& result, const ZEPBaseUnknown_var& handle, const char* failure, const char* empty,
-                  int line = __builtin_LINE()) {
-  if (checkCall(result, failure, line) == Step::ended) {
-    return Step::ended;
-  }
+Step checkHandle(const ZEPBaseUnknown_var& handle, const char* empty, long& result,
+                 int line = __builtin_LINE()) {
   if (!handle) {
     trace.Error(empty, line);
     result = E_FAIL;
@@ -692,88 +617,94 @@ Step checkCreated(long& result, const ZEPBaseUnknown_var& handle, const char* fa
   return Step::done;
 }
 
-Step createSAX2Factory(Pipeline& pipeline, long& result) {
-  result = CreateZEPIXMLSAX2Factory(pipeline.sax2Factory, CLSID_XML4C_SAX);
-  return checkCreated(result, pipeline.sax2Factory, "ERROR: CreateZEPIXMLSAX2Factory failed",
-                      "ERRROR sax2Factory is null_var");
+// A success has to come with an object.
+Step checkCreated(const ZEPBaseUnknown_var& handle, const char* failure, const char* empty, long& result,
+                  int line = __builtin_LINE()) {
+  return checkCall(result, failure, line) == Step::ended ? Step::ended
+                                                         : checkHandle(handle, empty, result, line);
 }
 
-Step createStylesheetSource(const Stylesheet& stylesheet, Pipeline& pipeline, long& result) {
-  const ZEPUnicodeString sourceId("xslSourceId1");
-  const char* failure = nullptr;
-  if (stylesheet.IsFile()) {
-    trace.Dump("XSLTFilePath", stylesheet.XSLTFilePath);
-    if (ZEPCfgXMLExpressionServices::IsEncodingUTF16(stylesheet.XSLTFilePath) == S_FALSE) {
-      pipeline.outputIsUTF16 = false;
-    }
-    result = pipeline.sax2Factory->CreateInputSourceFromFile(stylesheet.XSLTFilePath, sourceId,
-                                                             pipeline.xslSource);
-    failure = "ERROR: CreateInputSourceFromFile failed";
-  } else {
-    result = pipeline.sax2Factory->CreateInputSourceFromMemoryBuffer(stylesheet.serverText, sourceId,
-                                                                     pipeline.xslSource);
-    failure = "ERROR: CreateInputSourceFromMemoryBuffer failed";
-  }
-  return checkCreated(result, pipeline.xslSource, failure, "ERROR: xslSource is NULL_var");
+Step createSAX2Factory(const Preparation& with, long& result) {
+  result = CreateZEPIXMLSAX2Factory(with.sax2Factory, CLSID_XML4C_SAX);
+  return checkCreated(with.sax2Factory, "ERROR: CreateZEPIXMLSAX2Factory failed",
+                      with.emptyMessages.sax2Factory, result);
 }
 
-Step createExpressionSource(const ZEPUnicodeString& expression, Pipeline& pipeline, long& result) {
-  result = pipeline.sax2Factory->CreateInputSourceFromMemoryBuffer(expression, "inputSourceId1",
-                                                                   pipeline.inputSource);
+Step createMemorySource(const Preparation& with, const ZEPUnicodeString& text,
+                        const ZEPUnicodeString& sourceId, ZEPISAXInputSource_var& source, long& result) {
+  result = with.sax2Factory->CreateInputSourceFromMemoryBuffer(text, sourceId, source);
   return checkCall(result, "ERROR: CreateInputSourceFromMemoryBuffer failed");
 }
 
-Step createXSLFactory(Pipeline& pipeline, long& result) {
-  result = CreateZEPIXMLXSLFactory(pipeline.xslFactory, CLSID_XSLT_JAVA);
-  return checkCreated(result, pipeline.xslFactory, "ERROR: CreateZEPIXMLXSLFactory failed",
-                      "ERROR: xslFactory is NULL_var");
+Step createFileSource(const Preparation& with, const ZEPUnicodeString& path, const ZEPUnicodeString& sourceId,
+                      ZEPISAXInputSource_var& source, long& result) {
+  trace.Dump("XSLTFilePath", path);
+  if (ZEPCfgXMLExpressionServices::IsEncodingUTF16(path) == S_FALSE) {
+    with.outputIsUTF16 = false;
+  }
+  result = with.sax2Factory->CreateInputSourceFromFile(path, sourceId, source);
+  return checkCall(result, "ERROR: CreateInputSourceFromFile failed");
 }
 
-Step createTransformer(Pipeline& pipeline, long& result) {
-  result = pipeline.xslFactory->CreateTransformer(pipeline.xslSource, pipeline.transformer);
-  return checkCreated(result, pipeline.transformer, "ERROR: CreateTransformer failed",
-                      "ERROR: transformer is NULL_var");
+Step createStylesheetSource(const Preparation& with, const Stylesheet& stylesheet, long& result) {
+  static const ZEPUnicodeString sourceId("xslSourceId1");
+  const Step created =
+      stylesheet.IsFile() ? createFileSource(with, stylesheet.XSLTFilePath, sourceId, with.xslSource, result)
+                          : createMemorySource(with, stylesheet.serverText, sourceId, with.xslSource, result);
+  return created == Step::ended ? created : checkHandle(with.xslSource, with.emptyMessages.xslSource, result);
 }
 
-Step createPPFactory(Pipeline& pipeline, long& result) {
-  result = CreateZEPIXMLPPFactory(pipeline.ppFactory, CLSID_XML4C5_PP);
-  return checkCreated(result, pipeline.ppFactory, "ERROR: CreateZEPIXMLPPFactory failed",
-                      "ERROR: ppFactory is NULL_var");
+Step createExpressionSource(const Preparation& with, const ZEPUnicodeString& expression,
+                            ZEPISAXInputSource_var& inputSource, long& result) {
+  static const ZEPUnicodeString sourceId("inputSourceId1");
+  return createMemorySource(with, expression, sourceId, inputSource, result);
 }
 
-Step setInputSource(Pipeline& pipeline, long& result) {
-  result = pipeline.transformer->SetInputSource(pipeline.inputSource);
+Step createXSLFactory(const Preparation& with, long& result) {
+  result = CreateZEPIXMLXSLFactory(with.xslFactory, CLSID_XSLT_JAVA);
+  return checkCreated(with.xslFactory, "ERROR: CreateZEPIXMLXSLFactory failed", with.emptyMessages.xslFactory,
+                      result);
+}
+
+Step createTransformer(const Preparation& with, long& result) {
+  result = with.xslFactory->CreateTransformer(with.xslSource, with.transformer);
+  return checkCreated(with.transformer, "ERROR: CreateTransformer failed", with.emptyMessages.transformer,
+                      result);
+}
+
+Step createPPFactory(const Preparation& with, long& result) {
+  result = CreateZEPIXMLPPFactory(with.ppFactory, CLSID_XML4C5_PP);
+  return checkCreated(with.ppFactory, "ERROR: CreateZEPIXMLPPFactory failed", with.emptyMessages.ppFactory,
+                      result);
+}
+
+Step setInputSource(const Preparation& with, const ZEPISAXInputSource_var& inputSource, long& result) {
+  result = with.transformer->SetInputSource(inputSource);
   return checkCall(result, "ERROR: SetInputSource failed");
 }
 
-Step setTextOutput(Pipeline& pipeline, long& result) {
-  result = pipeline.transformer->SetOption(ZEPXMLXSLTransformerOptions::OutputFormat, "text");
+Step setTextOutput(const Preparation& with, long& result) {
+  result = with.transformer->SetOption(ZEPXMLXSLTransformerOptions::OutputFormat, "text");
   return checkCall(result, "ERROR: SetOption failed");
 }
 
-// Without an output source the formatting ends quietly: the result stays that of the step before.
-Step createOutputSource(Pipeline& pipeline) {
-  pipeline.memoryBuffer.emplace(memoryBufferBytes);
-  const long created = pipeline.ppFactory->CreateOutputSource(*pipeline.memoryBuffer, pipeline.outputSource);
-  return ZEPFailed(created) || !pipeline.outputSource ? Step::ended : Step::done;
-}
-
 // From here on the transformer alone holds the output source.
-Step setOutputSource(Pipeline& pipeline, long& result) {
-  result = pipeline.transformer->SetOutputSource(pipeline.outputSource);
-  pipeline.outputSource = NULL_var;
+Step setOutputSource(const Preparation& with, ZEPIXMLPPOutputSource_var& outputSource, long& result) {
+  result = with.transformer->SetOutputSource(outputSource);
+  outputSource = NULL_var;
   return checkCall(result, "SetOutputSource failed");
 }
 
-void setCompactView(Pipeline& pipeline, unsigned char compactView) {
+// Nothing takes the parameter back: it stays on a transformer that is kept.
+void setCompactView(const Preparation& with, unsigned char compactView) {
   if (compactView != 0) {
-    pipeline.transformer->SetParameter("CompactView", ZEPUnicodeString(), "TRUE");
+    with.transformer->SetParameter("CompactView", ZEPUnicodeString(), "TRUE");
   }
 }
 
-Step transform(Pipeline& pipeline, long& result) {
-  result = pipeline.transformer->Transform();
-  pipeline.transformer->SetOutputSource(ZEPIXMLPPOutputSource_var());
+Step transform(const Preparation& with, long& result) {
+  result = with.transformer->Transform();
+  with.transformer->SetOutputSource(ZEPIXMLPPOutputSource_var());
   return checkCall(result, "Transform failed");
 }
 
@@ -784,10 +715,11 @@ void decodeUTF16(const unsigned char* bytes, unsigned int byteCount, ZEPUnicodeS
   }
 }
 
-Step deliver(Pipeline& pipeline, ZEPUnicodeString& formatted, long& result) {
+Step deliver(const Preparation& with, ZEPXMLPPMemoryBuffer& memoryBuffer, ZEPUnicodeString& formatted,
+             long& result) {
   unsigned char* byteArray = nullptr;
   unsigned int byteArraySize = 0;
-  result = pipeline.memoryBuffer->GetBuffer(byteArray, byteArraySize);
+  result = memoryBuffer.GetBuffer(byteArray, byteArraySize);
   if (checkCall(result, "GetBuffer failed") == Step::ended) {
     return Step::ended;
   }
@@ -797,7 +729,7 @@ Step deliver(Pipeline& pipeline, ZEPUnicodeString& formatted, long& result) {
   }
   trace.Value("byteArraySize", byteArraySize);
   ZEPUnicodeString text;
-  if (pipeline.outputIsUTF16) {
+  if (with.outputIsUTF16) {
     decodeUTF16(byteArray, byteArraySize, text);
   } else if (byteArraySize != 0) {
     text.BuildFromUTF8(reinterpret_cast<const char*>(byteArray), byteArraySize);
@@ -817,21 +749,59 @@ void reportFailure(long result) {
   trace.Dump("message", message);
 }
 
-long runPipeline(const ZEPUnicodeString& expression, const Stylesheet& stylesheet, unsigned char compactView,
-                 ZEPUnicodeString& formatted) {
-  Pipeline pipeline;
+bool done(Step step) {
+  return step == Step::done;
+}
+
+bool isEmptyExpression(const ZEPUnicodeString& expression) {
+  if (expression.GetLengthInChar() != 0) {
+    return false;
+  }
+  trace.Label("the XML expression is empty");
+  return true;
+}
+
+// ---- one-shot formatting -----------------------------------------------------------------------
+
+// The objects of one call.
+struct OneShotObjects {
+  Preparation Handles() {
+    return {sax2Factory, xslSource, xslFactory, transformer, ppFactory, outputIsUTF16, oneShotEmptyMessages};
+  }
+
+  // Declared so that they are released from the memory buffer back to the first factory.
+  ZEPIXMLSAX2Factory_var sax2Factory;
+  ZEPISAXInputSource_var xslSource;
+  ZEPISAXInputSource_var inputSource;
+  ZEPIXMLXSLFactory_var xslFactory;
+  ZEPIXMLXSLTransformer_var transformer;
+  ZEPIXMLPPFactory_var ppFactory;
+  ZEPIXMLPPOutputSource_var outputSource;
+  std::optional<ZEPXMLPPMemoryBuffer> memoryBuffer;
+  bool outputIsUTF16 = true;
+};
+
+// Without an output source the call ends quietly: the result stays that of the step before.
+Step createOptionalOutputSource(OneShotObjects& objects) {
+  objects.memoryBuffer.emplace(memoryBufferBytes);
+  const long created = objects.ppFactory->CreateOutputSource(*objects.memoryBuffer, objects.outputSource);
+  return ZEPFailed(created) || !objects.outputSource ? Step::ended : Step::done;
+}
+
+long runOnce(const ZEPUnicodeString& expression, const Stylesheet& stylesheet, unsigned char compactView,
+             ZEPUnicodeString& formatted) {
+  OneShotObjects objects;
+  const Preparation with = objects.Handles();
   long result = E_FAIL;
-  const auto done = [](Step step) { return step == Step::done; };
-  if (done(createSAX2Factory(pipeline, result)) &&
-      done(createStylesheetSource(stylesheet, pipeline, result)) &&
-      done(createExpressionSource(expression, pipeline, result)) &&
-      done(createXSLFactory(pipeline, result)) && done(createTransformer(pipeline, result)) &&
-      done(createPPFactory(pipeline, result)) && done(setInputSource(pipeline, result)) &&
-      done(setTextOutput(pipeline, result)) && done(createOutputSource(pipeline)) &&
-      done(setOutputSource(pipeline, result))) {
-    setCompactView(pipeline, compactView);
-    if (done(transform(pipeline, result))) {
-      deliver(pipeline, formatted, result);
+  if (done(createSAX2Factory(with, result)) && done(createStylesheetSource(with, stylesheet, result)) &&
+      done(createExpressionSource(with, expression, objects.inputSource, result)) &&
+      done(createXSLFactory(with, result)) && done(createTransformer(with, result)) &&
+      done(createPPFactory(with, result)) && done(setInputSource(with, objects.inputSource, result)) &&
+      done(setTextOutput(with, result)) && done(createOptionalOutputSource(objects)) &&
+      done(setOutputSource(with, objects.outputSource, result))) {
+    setCompactView(with, compactView);
+    if (done(transform(with, result))) {
+      deliver(with, *objects.memoryBuffer, formatted, result);
     }
   }
   return result;
@@ -841,17 +811,124 @@ long format(const ZEPUnicodeString& expression, ZEPUnicodeString& formatted,
             const ZEPUnicodeString& customFile, unsigned char compactView) {
   trace.Dump("in_xmlExpression", expression);
   trace.Dump("in_customXSLFile", customFile);
-  if (expression.GetLengthInChar() == 0) {
-    trace.Label("the XML expression is empty");
+  if (isEmptyExpression(expression)) {
     return S_FALSE;
   }
   long result = E_FAIL;
   Stylesheet stylesheet;
-  if (chooseStylesheet(customFile, stylesheet, result) == Choice::made && !stylesheet.IsNone()) {
-    result = runPipeline(expression, stylesheet, compactView, formatted);
+  if (chooseStylesheet(customFile, ServerFailure::remembered, stylesheet, result) == Choice::made &&
+      !stylesheet.IsNone()) {
+    result = runOnce(expression, stylesheet, compactView, formatted);
   }
   if (ZEPFailed(result)) {
     reportFailure(result);
+  }
+  return result;
+}
+
+// ---- formatting sequence -----------------------------------------------------------------------
+
+void prepareSequence(const Stylesheet& stylesheet, long& result) {
+  const Preparation with = keptPreparation();
+  // The first step that ends leaves its code; what was made before it stays.
+  static_cast<void>(done(createSAX2Factory(with, result)) &&
+                    done(createStylesheetSource(with, stylesheet, result)) &&
+                    done(createXSLFactory(with, result)) && done(createTransformer(with, result)) &&
+                    done(createPPFactory(with, result)) && done(setTextOutput(with, result)));
+}
+
+long startSequence(const ZEPUnicodeString& customFile) {
+  trace.Dump("in_customXSLFile", customFile);
+  long result = S_OK;
+  Stylesheet stylesheet;
+  if (chooseStylesheet(customFile, ServerFailure::final, stylesheet, result) == Choice::made &&
+      !stylesheet.IsNone()) {
+    prepareSequence(stylesheet, result);
+  }
+  if (ZEPFailed(result)) {
+    reportFailure(result);
+  }
+  return result;
+}
+
+// The objects of one expression of the sequence.
+struct ExpressionObjects {
+  ZEPISAXInputSource_var inputSource;
+  ZEPIXMLPPOutputSource_var outputSource;
+  ZEPXMLPPMemoryBuffer memoryBuffer{memoryBufferBytes};
+};
+
+// Only the object counts, not the code.
+Step createOutputSource(const Preparation& with, ExpressionObjects& objects, long& result) {
+  with.ppFactory->CreateOutputSource(objects.memoryBuffer, objects.outputSource);
+  return checkHandle(objects.outputSource, "ERROR: outputSource is null_var", result);
+}
+
+void runInSequence(const ZEPUnicodeString& expression, unsigned char compactView, ExpressionObjects& objects,
+                   ZEPUnicodeString& formatted, long& result) {
+  const Preparation with = keptPreparation();
+  if (done(createExpressionSource(with, expression, objects.inputSource, result)) &&
+      done(checkHandle(objects.inputSource, "ERROR: inputSource is null_var", result)) &&
+      done(setInputSource(with, objects.inputSource, result)) &&
+      done(createOutputSource(with, objects, result)) &&
+      done(setOutputSource(with, objects.outputSource, result))) {
+    setCompactView(with, compactView);
+    if (done(transform(with, result))) {
+      deliver(with, objects.memoryBuffer, formatted, result);
+    }
+  }
+}
+
+long formatInSequence(const ZEPUnicodeString& expression, ZEPUnicodeString& formatted,
+                      unsigned char compactView, ExpressionObjects& objects) {
+  trace.Dump("in_xmlExpression", expression);
+  long result = S_FALSE;
+  if (!isEmptyExpression(expression)) {
+    runInSequence(expression, compactView, objects, formatted, result);
+  }
+  if (ZEPFailed(result)) {
+    reportFailure(result);
+  }
+  return result;
+}
+
+// ---- batch formatting --------------------------------------------------------------------------
+
+long formatElements(const ZEPListValZEPUnicodeString& expressions,
+                    ZEPListValZEPUnicodeString& formattedExpressions, int count) {
+  for (int i = 1; i <= count; ++i) {
+    ZEPUnicodeString formatted;
+    const long result = ZEPCfgXMLExpressionServices::ExpressionFormatting(expressions[i], formatted, 0);
+    if (ZEPFailed(result)) {
+      trace.Error("ERROR: ExpressionFormatting failed");
+      return result;
+    }
+    formattedExpressions.Append(formatted);
+  }
+  return S_OK;
+}
+
+// A failing element leaves the sequence open.
+long formatBatch(const ZEPListValZEPUnicodeString& expressions,
+                 ZEPListValZEPUnicodeString& formattedExpressions, const ZEPUnicodeString& customFile) {
+  const int count = expressions.Size();
+  trace.Value("nbExp", count);
+  if (count == 0) {
+    trace.Label("no expressions");
+    return S_FALSE;
+  }
+  long result = ZEPCfgXMLExpressionServices::StartExpressionFormatting(customFile);
+  if (ZEPFailed(result)) {
+    trace.Error("ERROR: StartExpressionFormatting failed");
+    return result;
+  }
+  result = formatElements(expressions, formattedExpressions, count);
+  if (ZEPFailed(result)) {
+    return result;
+  }
+  result = ZEPCfgXMLExpressionServices::EndExpressionFormatting();
+  if (ZEPFailed(result)) {
+    trace.Error("ERROR: EndExpressionFormatting ");
   }
   return result;
 }
@@ -920,6 +997,14 @@ char isEncodingUTF16Signature[] =
     "long __cdecl ZEPCfgXMLExpressionServices::IsEncodingUTF16(class ZEPUnicodeString)";
 char formatExpressionSignature[] =
     "long __cdecl ZEPCfgXMLExpressionServices::FormatExpression(const class ZEPUnicodeString &,class ZEPUnicodeString &,const class ZEPUnicodeString &,const unsigned char &)";
+char startExpressionFormattingSignature[] =
+    "long __cdecl ZEPCfgXMLExpressionServices::StartExpressionFormatting(const class ZEPUnicodeString &)";
+char expressionFormattingSignature[] =
+    "long __cdecl ZEPCfgXMLExpressionServices::ExpressionFormatting(const class ZEPUnicodeString &,class ZEPUnicodeString &,const unsigned char &)";
+char endExpressionFormattingSignature[] =
+    "long __cdecl ZEPCfgXMLExpressionServices::EndExpressionFormatting(void)";
+char formatExpressionsSignature[] =
+    "long __cdecl ZEPCfgXMLExpressionServices::FormatExpressions(const class ZEPListValZEPUnicodeString &,class ZEPListValZEPUnicodeString &,const class ZEPUnicodeString &,const unsigned char &)";
 char getConfigExpressionXSLTSignature[] =
     "long __cdecl ZEPCfgXMLExpressionServices::GetConfigExpressionXSLT(class ZEPUnicodeString &)";
 char parseQueryResponseSignature[] =
@@ -979,6 +1064,46 @@ long ZEPCfgXMLExpressionServices::GetConfigExpressionXSLT(ZEPUnicodeString& ioUs
 long ZEPCfgXMLExpressionServices::ParseQueryResponse(const ZEPOmxAny& iResponse, ZEPUnicodeString& oXSLT) {
   const TracedMethod method(parseQueryResponseSignature);
   const long result = findStylesheet(iResponse, oXSLT);
+  trace.Result(result);
+  return result;
+}
+
+long ZEPCfgXMLExpressionServices::StartExpressionFormatting(const ZEPUnicodeString& in_customXSLFile) {
+  const TracedMethod method(startExpressionFormattingSignature);
+  const long result = startSequence(in_customXSLFile);
+  trace.Result(result);
+  return result;
+}
+
+long ZEPCfgXMLExpressionServices::ExpressionFormatting(const ZEPUnicodeString& in_xmlExpression,
+                                                       ZEPUnicodeString& out_formattedExpression,
+                                                       const unsigned char& in_compactView) {
+  const TracedMethod method(expressionFormattingSignature);
+  ExpressionObjects objects; // its sources are released behind the result record
+  const long result = formatInSequence(in_xmlExpression, out_formattedExpression, in_compactView, objects);
+  trace.Dump("out_formattedExpression", out_formattedExpression);
+  trace.Result(result);
+  return result;
+}
+
+long ZEPCfgXMLExpressionServices::EndExpressionFormatting() {
+  const TracedMethod method(endExpressionFormattingSignature);
+  m_ppFactory = NULL_var;
+  m_sax2Factory = NULL_var;
+  m_transformer = NULL_var;
+  m_xslFactory = NULL_var;
+  m_xslSource = NULL_var;
+  trace.Result(S_OK);
+  return S_OK;
+}
+
+// The batch never asks for the compact view.
+long ZEPCfgXMLExpressionServices::FormatExpressions(const ZEPListValZEPUnicodeString& in_xmlExpressions,
+                                                    ZEPListValZEPUnicodeString& out_formattedExpressions,
+                                                    const ZEPUnicodeString& in_customXSLFile,
+                                                    [[maybe_unused]] const unsigned char& in_compactView) {
+  const TracedMethod method(formatExpressionsSignature);
+  const long result = formatBatch(in_xmlExpressions, out_formattedExpressions, in_customXSLFile);
   trace.Result(result);
   return result;
 }
