@@ -129,7 +129,14 @@ struct State; // the platform's own
   X(IOUtilsToString, "ZEPOmxIOUtils::ToString")                                                              \
   X(JsonParse, "ZEPOmxJson::parse")                                                                          \
   X(Extract, "Extract")                                                                                      \
-  X(GetValue, "GetValue")
+  X(GetValue, "GetValue")                                                                                    \
+  X(ZEPCfgXMLWriter, "ZEPCfgXMLWriter")                                                                      \
+  X(WriteStartDocument, "WriteStartDocument")                                                                \
+  X(WriteStartElement, "WriteStartElement")                                                                  \
+  X(WriteCharacters, "WriteCharacters")                                                                      \
+  X(WriteEndElement, "WriteEndElement")                                                                      \
+  X(WriteEndDocument, "WriteEndDocument")                                                                    \
+  X(GetGeneratedXML, "GetGeneratedXML")
 
 enum class Op : int {
 #define SCRIPTED_ENUMERATOR(name, text) name,
@@ -227,6 +234,8 @@ struct ZEP_PLATFORM_API Inputs {
 
   // What Transform() writes: none: nothing at all; empty: an empty result.
   std::optional<std::string> transformBytes = utf16WithMark("formatted");
+
+  std::string generatedXML = "<generated/>"; // what the XML writer gives at the end
 
   LegacyAnswer legacy;
   // Body of the answer with status 200 that the object client gives when none is queued.
