@@ -37,8 +37,11 @@ public:
   explicit ScriptedStream(std::vector<Step> steps) : m_steps(std::move(steps)) {}
 
   long Read(char* oBuffer, std::size_t iCapacity, std::size_t& oCount) override {
+    oCount = 0;
+    if (oBuffer == nullptr) {
+      return E_INVALIDARG;
+    }
     if (m_next == m_steps.size()) {
-      oCount = 0;
       return S_FALSE;
     }
     const Step& step = m_steps[m_next++];
