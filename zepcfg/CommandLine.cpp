@@ -14,6 +14,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -63,7 +64,7 @@ public:
       m_app.parse(words);
       refuseUnknownWords();
     } catch (const CLI::Success& success) {
-      return m_app.exit(success); // --help and --version
+      return show(success);
     } catch (const CLI::ParseError& error) {
       writeNote("zepcfg: " + withoutControls(error.what()) + "; see zepcfg " + chosenCommand() + "--help\n");
       return exitFailed;
@@ -253,10 +254,27 @@ private:
     throw CLI::ExtrasError("unknown " + kind + " '" + word + "'" + hint, CLI::ExitCodes::ExtrasError);
   }
 
+  // --help and --version
+  int show(const CLI::Success& success) {
+    std::ostringstream text;
+    m_app.exit(success, text, text);
+    return guarded([&text] {
+      writeResult(text.str(), "");
+      return exitDone;
+    });
+  }
+
   int runChosen() {
-    try {
+    return guarded([this] {
       prepareEnvironment(m_arguments.global);
       return m_actions.at(chosen())();
+    });
+  }
+
+  // Runs it and reports what failed.
+  int guarded(const std::function<int()>& action) const {
+    try {
+      return action();
     } catch (const CommandFailure& failure) {
       report(failure.failure());
     } catch (const std::exception& error) {

@@ -114,10 +114,11 @@ nlohmann::ordered_json failureObject(const Failure& failure) {
 }
 
 std::string failureReport(const Failure& failure) {
-  return "zepcfg: " + withoutControls(failure.input) + ": " + failure.operation + " failed with " +
-         resultInWords(failure.code) + "\n" + reportPart("error", joined(failure.errors)) +
-         reportPart("cause", failure.message) + reportPart("stylesheet", failure.stylesheet) +
-         reportPart("server", failure.server) + reportPart("remedy", failure.remedy);
+  return "zepcfg: " + withoutControls(failure.input) + ": " + failure.operation +
+         (failure.code < 0 ? " failed with " : " ended with ") + resultInWords(failure.code) + "\n" +
+         reportPart("error", joined(failure.errors)) + reportPart("cause", failure.message) +
+         reportPart("stylesheet", failure.stylesheet) + reportPart("server", failure.server) +
+         reportPart("remedy", failure.remedy);
 }
 
 } // namespace zep::cli

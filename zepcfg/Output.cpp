@@ -148,11 +148,26 @@ void writeInPlace(std::string_view bytes, const std::string& file) {
   }
 }
 
+// The open descriptor that a name such as /dev/stdout stands for, or -1.
+int openDescriptorOf(const struct stat& file) {
+  for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
+    struct stat info;
+    if (fstat(descriptor, &info) == 0 && info.st_dev == file.st_dev && info.st_ino == file.st_ino) {
+      return descriptor;
+    }
+  }
+  return -1;
+}
+
 void writeFile(std::string_view bytes, const std::string& file) {
   struct stat info;
   const bool exists = stat(file.c_str(), &info) == 0;
   if (exists && S_ISDIR(info.st_mode)) {
     failWriting(inputName(file), EISDIR);
+  }
+  if (const int descriptor = exists ? openDescriptorOf(info) : -1; descriptor >= 0) {
+    writeTo(descriptor, bytes, inputName(file));
+    return;
   }
   if (exists && !S_ISREG(info.st_mode)) {
     writeInPlace(bytes, file);

@@ -49,16 +49,24 @@ std::string table(const std::vector<Candidate>& candidates) {
   return withoutControls(text);
 }
 
-void deliver(const Candidate& used, const std::vector<Candidate>& candidates, const OutputOptions& output) {
-  if (!output.json) {
-    writeResult(table(candidates), output.file);
+void deliver(const Candidate& used, const std::vector<Candidate>& candidates, const std::string& stylesheet,
+             const StylesheetOptions& options) {
+  if (!options.output.json) {
+    writeResult(options.print ? stylesheet : table(candidates), options.output.file);
     return;
   }
   nlohmann::ordered_json object = resultObject(S_OK);
   object["source"] = used.source;
   object["path"] = used.path.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(used.path);
   object["candidates"] = candidatesAsJSON(candidates);
-  writeJSON(object, output.file);
+  if (options.print) {
+    object["text"] = stylesheet;
+  }
+  writeJSON(object, options.output.file);
+}
+
+std::string readStylesheet(const Candidate& used, const ServerInquiry& inquiry) {
+  return used.path.empty() ? inquiry.answer.stylesheet : readInput(pathAsFound(used.path));
 }
 
 } // namespace
@@ -75,12 +83,8 @@ int runStylesheet(const StylesheetOptions& options) {
     }
     throw CommandFailure(std::move(failure));
   }
-  if (options.print && !options.output.json) {
-    writeResult(deciding->path.empty() ? inquiry.answer.stylesheet : readInput(pathAsFound(deciding->path)),
-                options.output.file);
-    return exitDone;
-  }
-  deliver(*deciding, candidates, options.output);
+  const std::string stylesheet = options.print ? readStylesheet(*deciding, inquiry) : std::string();
+  deliver(*deciding, candidates, stylesheet, options);
   return exitDone;
 }
 
