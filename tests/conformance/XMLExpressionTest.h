@@ -88,15 +88,14 @@ protected:
   // The log without the name of the class, which every trace line of it has at its start.
   static std::string Log() { return WithoutClass(scripted::script().log()); }
 
-  static std::string WithoutClass(const std::string& lines) {
-    std::string result;
-    for (std::size_t start = 0; start < lines.size();) {
-      const std::size_t end = lines.find('\n', start) + 1;
-      const std::string line = lines.substr(start, end - start);
-      result += line.starts_with(xmlClass + " ") ? line.substr(xmlClass.size() + 1) : line;
-      start = end;
-    }
-    return result;
+  static std::string WithoutClass(const std::string& log) {
+    return MapLines(log, [](const std::string& line) {
+      return line.starts_with(xmlClass + " ") ? line.substr(xmlClass.size() + 1) : line;
+    });
+  }
+
+  static std::string LinesOf(const std::string& log, const std::function<bool(const std::string&)>& wanted) {
+    return MapLines(log, [&wanted](const std::string& line) { return wanted(line) ? line : ""; });
   }
 
   static std::string Trace() { return scripted::script().traceOf(xmlClass); }
@@ -110,6 +109,17 @@ protected:
   }
 
 private:
+  static std::string MapLines(const std::string& log,
+                              const std::function<std::string(const std::string&)>& change) {
+    std::string result;
+    for (std::size_t start = 0; start < log.size();) {
+      const std::size_t end = log.find('\n', start) + 1;
+      result += change(log.substr(start, end - start));
+      start = end;
+    }
+    return result;
+  }
+
   // The choice of the web stack reads the environment at its first call only; here, so that no test
   // depends on whether it is the first.
   static void AskForTheStackOnce() {
