@@ -102,48 +102,89 @@ const xmlNode* NextNode(const xmlNode* node) {
   return node == nullptr ? nullptr : node->next;
 }
 
+bool IsText(const xmlNode& node) {
+  return (node.type == XML_TEXT_NODE || node.type == XML_CDATA_SECTION_NODE) && node.content != nullptr;
+}
+
 std::string TextOf(const xmlDoc& document) {
   std::string text;
   for (const xmlNode* node = document.children; node != nullptr; node = NextNode(node)) {
-    if (node->type == XML_TEXT_NODE && node->content != nullptr) {
+    if (IsText(*node)) {
       text += Text(node->content);
     }
   }
   return text;
 }
 
-// In another encoding than UTF-8; an empty text has no byte-order mark either. Characters that the
-// encoding lacks are written as character references, as the XSLT processor does everywhere.
-std::optional<std::string> Encoded(const std::string& utf8, const char* encoding) {
-  if (utf8.empty()) {
-    return utf8;
+struct Collector {
+  XMLSession& session;
+  xmlBufferPtr bytes;
+};
+
+// Called from C.
+int Collect(void* context, const char* bytes, int count) {
+  const Collector& collector = *static_cast<Collector*>(context);
+  if (static_cast<std::size_t>(xmlBufferLength(collector.bytes)) + static_cast<std::size_t>(count) >
+      collector.session.Limits().maxTextBytes) {
+    collector.session.Fail("the result is larger than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
+    return -1;
   }
-  const OutputBuffer buffer(xmlAllocOutputBuffer(xmlFindCharEncodingHandler(encoding)));
-  if (buffer == nullptr ||
-      xmlOutputBufferWrite(buffer.get(), static_cast<int>(utf8.size()), utf8.data()) < 0 ||
-      xmlOutputBufferFlush(buffer.get()) < 0 || buffer->error != 0) {
-    return std::nullopt;
-  }
-  xmlBufPtr bytes = buffer->conv != nullptr ? buffer->conv : buffer->buffer;
-  return std::string(Text(xmlBufContent(bytes)), xmlBufUse(bytes));
+  return xmlBufferAdd(collector.bytes, XMLText(bytes), count) == 0 ? count : -1;
 }
 
-std::optional<std::string> BytesAsText(const xmlDoc& result, const char* encoding) {
-  std::string text = TextOf(result);
-  return IsUTF8(encoding) ? std::optional<std::string>(std::move(text)) : Encoded(text, encoding);
+bool IsMarkAlone(const std::string& bytes, const char* encoding) {
+  return (bytes == "\xFF\xFE" || bytes == "\xFE\xFF") && strcasecmp(encoding, "UTF-16") == 0;
+}
+
+// What `write` writes, in this encoding. Characters that the encoding lacks become character
+// references. Where nothing is written, there is no byte-order mark either.
+template <class Write>
+std::optional<std::string> Encoded(XMLSession& session, const char* encoding, const Write& write) {
+  const std::unique_ptr<xmlBuffer, void (*)(xmlBufferPtr)> collected(xmlBufferCreate(), xmlBufferFree);
+  if (collected == nullptr) {
+    return std::nullopt;
+  }
+  xmlBufferSetAllocationScheme(collected.get(), XML_BUFFER_ALLOC_DOUBLEIT);
+  Collector collector{session, collected.get()};
+  const OutputBuffer buffer(xmlOutputBufferCreateIO(
+      Collect, nullptr, &collector, IsUTF8(encoding) ? nullptr : xmlFindCharEncodingHandler(encoding)));
+  if (buffer == nullptr || write(buffer.get()) < 0 || xmlOutputBufferFlush(buffer.get()) < 0 ||
+      buffer->error != 0) {
+    return std::nullopt;
+  }
+  std::string bytes(Text(xmlBufferContent(collected.get())),
+                    static_cast<std::size_t>(xmlBufferLength(collected.get())));
+  return IsMarkAlone(bytes, encoding) ? std::string() : bytes;
+}
+
+std::optional<std::string> BytesAsText(XMLSession& session, const xmlDoc& result, const char* encoding) {
+  const std::string text = TextOf(result);
+  if (text.size() > session.Limits().maxTextBytes) {
+    session.Fail("the result is larger than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
+    return std::nullopt;
+  }
+  return Encoded(session, encoding, [&text](xmlOutputBufferPtr buffer) {
+    return xmlOutputBufferWrite(buffer, static_cast<int>(text.size()), text.data());
+  });
 }
 
 // In the stylesheet's own output method.
-std::optional<std::string> BytesAsWritten(xmlDocPtr result, xsltStylesheetPtr stylesheet,
+std::optional<std::string> BytesAsWritten(XMLSession& session, xmlDocPtr result, xsltStylesheetPtr stylesheet,
                                           const char* encoding) {
-  const OutputBuffer buffer(
-      xmlAllocOutputBuffer(IsUTF8(encoding) ? nullptr : xmlFindCharEncodingHandler(encoding)));
-  if (buffer == nullptr || xsltSaveResultTo(buffer.get(), result, stylesheet) < 0 ||
-      xmlOutputBufferFlush(buffer.get()) < 0) {
-    return std::nullopt;
+  return Encoded(session, encoding, [result, stylesheet](xmlOutputBufferPtr buffer) {
+    return xsltSaveResultTo(buffer, result, stylesheet);
+  });
+}
+
+// A name as XPath knows it, and texts that C can carry.
+bool IsParameter(const ZEPUTF8Conversion& name, const ZEPUTF8Conversion& uri,
+                 const ZEPUTF8Conversion& value) {
+  for (const ZEPUTF8Conversion* const text : {&name, &uri, &value}) {
+    if (std::strlen(text->Bytes()) != text->ByteCount()) {
+      return false;
+    }
   }
-  xmlBufPtr bytes = buffer->conv != nullptr ? buffer->conv : buffer->buffer;
-  return std::string(Text(xmlBufContent(bytes)), xmlBufUse(bytes));
+  return xmlValidateNCName(XMLText(name.Bytes()), 0) == 0 && std::strchr(uri.Bytes(), '}') == nullptr;
 }
 
 // ---- the transformer ---------------------------------------------------------------------------
@@ -169,12 +210,14 @@ public:
   }
   long SetParameter(const ZEPUnicodeString& iName, const ZEPUnicodeString& iNamespace,
                     const ZEPUnicodeString& iValue) override {
-    const std::string name = iName.ConvertToChar();
-    if (name.empty()) {
-      return Failed(E_INVALIDARG, "a parameter has to have a name");
+    const ZEPUTF8Conversion name(iName);
+    const ZEPUTF8Conversion uri(iNamespace);
+    const ZEPUTF8Conversion value(iValue);
+    if (!IsParameter(name, uri, value)) {
+      return Failed(E_INVALIDARG, "the name or the value of a parameter is not one");
     }
-    m_parameters[iNamespace.IsEmpty() ? name : "{" + std::string(iNamespace.ConvertToChar()) + "}" + name] =
-        iValue.ConvertToChar();
+    const std::string prefix = uri.ByteCount() == 0 ? "" : "{" + std::string(uri.Bytes()) + "}";
+    m_parameters[prefix + name.Bytes()] = value.Bytes();
     return S_OK;
   }
 
@@ -240,15 +283,15 @@ private:
     if (session.HasFailed()) {
       return std::nullopt;
     }
-    if (result == nullptr || transformation->state != XSLT_STATE_OK) {
+    if (result == nullptr || transformation->state != XSLT_STATE_OK || session.HasExpressionError()) {
       if (session.Message().empty()) {
         session.Fail("the stylesheet cannot be applied");
       }
       return std::nullopt;
     }
     const char* const encoding = EncodingOf(m_stylesheet.get());
-    return m_isTextOutput ? BytesAsText(*result, encoding)
-                          : BytesAsWritten(result.get(), m_stylesheet.get(), encoding);
+    return m_isTextOutput ? BytesAsText(session, *result, encoding)
+                          : BytesAsWritten(session, result.get(), m_stylesheet.get(), encoding);
   }
 
   XSLTStylesheet m_stylesheet;

@@ -150,6 +150,37 @@ XMLDocument Parse(XMLSession& session, const ParseJob& job) {
   return document;
 }
 
+// ---- characters ----------------------------------------------------------------------------------
+
+bool IsSurrogate(char16_t unit) {
+  return (unit & 0xF800) == 0xD800;
+}
+
+bool IsPair(char16_t first, char16_t second) {
+  return (first & 0xFC00) == 0xD800 && (second & 0xFC00) == 0xDC00;
+}
+
+// A lone surrogate would pass as a replacement character, and a NUL behind the document as its end.
+bool IsWellFormed(XMLSession& session, const ZEPUnicodeString& text) {
+  const char16_t* const units = text.CastToUnitPtr();
+  const int count = text.GetLengthInChar();
+  for (int i = 0; i < count; ++i) {
+    if (units[i] == 0) {
+      session.Fail("the text holds a NUL character");
+      return false;
+    }
+    if (!IsSurrogate(units[i])) {
+      continue;
+    }
+    if (!IsPair(units[i], units[i + 1])) { // the text ends with a zero unit
+      session.Fail("the text holds half a character (a lone surrogate)");
+      return false;
+    }
+    ++i;
+  }
+  return true;
+}
+
 // ---- files -------------------------------------------------------------------------------------
 
 class Descriptor {
@@ -341,6 +372,9 @@ XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
                  : Parse(session, {file->bytes, sourceId.Bytes(), nullptr, DocumentType::Refused,
                                    kExpressionOptions, nullptr});
   }
+  if (!IsWellFormed(session, source.Content())) {
+    return nullptr;
+  }
   const ZEPUTF8Conversion text(source.Content());
   if (text.ByteCount() > session.Limits().maxExpressionBytes) {
     session.Fail("the expression is larger than ZEP_XSLT_MAX_EXPRESSION_BYTES allows");
@@ -357,6 +391,9 @@ XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
 XMLDocument ParseStylesheet(XMLSession& session, const XMLInputSource& source) {
   if (source.IsFile()) {
     return ParseStylesheetFile(session, source.Content(), nullptr);
+  }
+  if (!IsWellFormed(session, source.Content())) {
+    return nullptr;
   }
   const ZEPUTF8Conversion text(source.Content());
   const ZEPUTF8Conversion sourceId(source.SourceId());

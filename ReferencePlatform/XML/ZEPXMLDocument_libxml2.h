@@ -3,7 +3,6 @@
 #include <memory>
 #include <string>
 
-
 #include <libxml/tree.h>
 
 namespace zep {

@@ -19,6 +19,34 @@ xmlGenericErrorFunc hostErrorFunction = nullptr;
 void* hostErrorContext = nullptr;
 xsltDocLoaderFunc hostLoader = nullptr;
 
+// A host that put its own functions in front of ours may call ours from them, while ours call the
+// host's: the second time round, it is the turn of what libxslt had at first.
+thread_local bool isWithHost = false;
+xmlGenericErrorFunc firstErrorFunction = nullptr;
+void* firstErrorContext = nullptr;
+xsltDocLoaderFunc firstLoader = nullptr;
+
+class TurnOfHost {
+public:
+  TurnOfHost() : m_wasWithHost(isWithHost) { isWithHost = true; }
+  ~TurnOfHost() { isWithHost = m_wasWithHost; }
+  TurnOfHost(const TurnOfHost&) = delete;
+  TurnOfHost& operator=(const TurnOfHost&) = delete;
+  bool IsSecond() const { return m_wasWithHost; }
+
+private:
+  bool m_wasWithHost;
+};
+
+void PassOn(const char* text) {
+  const TurnOfHost turn;
+  if (turn.IsSecond()) {
+    firstErrorFunction(firstErrorContext, "%s", text);
+  } else {
+    hostErrorFunction(hostErrorContext, "%s", text);
+  }
+}
+
 void OnXSLTError(void*, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
@@ -28,7 +56,7 @@ void OnXSLTError(void*, const char* format, ...) {
   } else if (hostErrorFunction != nullptr) {
     char text[4096];
     std::vsnprintf(text, sizeof text, format, arguments);
-    hostErrorFunction(hostErrorContext, "%s", text);
+    PassOn(text);
   }
   va_end(arguments);
 }
@@ -37,7 +65,8 @@ xmlDocPtr LoadDocument(const xmlChar* uri, xmlDictPtr dictionary, int options, v
                        xsltLoadType type) {
   XMLSession* const session = XMLSession::Current();
   if (session == nullptr) {
-    return hostLoader(uri, dictionary, options, context, type);
+    const TurnOfHost turn;
+    return (turn.IsSecond() ? firstLoader : hostLoader)(uri, dictionary, options, context, type);
   }
   if (type != XSLT_LOAD_STYLESHEET) {
     session->Fail("a stylesheet reads no documents: document() is refused");
@@ -87,6 +116,9 @@ void EnsureXMLHooks() {
     xmlInitParser();
     xsltInit();
     WatchInstructions(OnInstruction);
+    firstErrorFunction = xsltGenericError;
+    firstErrorContext = xsltGenericErrorContext;
+    firstLoader = xsltDocDefaultLoader;
     return true;
   }();
   static_cast<void>(initialised);

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <libxml/xpath.h>
+
 namespace zep {
 namespace {
 
@@ -20,6 +22,19 @@ void OnError(void* session, xmlErrorPtr error) {
   if (error != nullptr) {
     static_cast<XMLSession*>(session)->AddError(*error);
   }
+}
+
+// A few errors of libxml2 come as bare text.
+void OnText(void* session, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  static_cast<XMLSession*>(session)->AddMessage(format, arguments);
+  va_end(arguments);
+}
+
+bool IsOperationLimit(const xmlError& error) {
+  return error.domain == XML_FROM_XPATH &&
+         error.code == int{XML_XPATH_EXPRESSION_OK} + int{XPATH_OP_LIMIT_EXCEEDED};
 }
 
 void OnNode(xmlNodePtr node) {
@@ -38,6 +53,9 @@ XMLSession::XMLSession(const XMLLimits& limits)
   m_outerErrorFunction = xmlStructuredError;
   m_outerErrorContext = xmlStructuredErrorContext;
   xmlSetStructuredErrorFunc(this, OnError);
+  m_outerTextFunction = xmlGenericError;
+  m_outerTextContext = xmlGenericErrorContext;
+  xmlSetGenericErrorFunc(this, OnText);
   m_outerNodeFunction = xmlRegisterNodeDefault(OnNode);
   currentSession = this;
 }
@@ -45,6 +63,7 @@ XMLSession::XMLSession(const XMLLimits& limits)
 XMLSession::~XMLSession() {
   currentSession = m_outer;
   xmlRegisterNodeDefault(m_outerNodeFunction);
+  xmlSetGenericErrorFunc(m_outerTextContext, m_outerTextFunction);
   xmlSetStructuredErrorFunc(m_outerErrorContext, m_outerErrorFunction);
   xmlResetLastError();
 }
@@ -55,6 +74,7 @@ XMLSession* XMLSession::Current() {
 
 void XMLSession::Fail(const char* reason) {
   if (!HasFailed()) {
+    RememberPlace();
     std::snprintf(m_reason.data(), m_reason.size(), "%s", reason);
   }
   if (m_parser != nullptr) {
@@ -69,14 +89,27 @@ void XMLSession::Fail(const char* reason) {
 }
 
 std::string XMLSession::Message() const {
-  std::string message(HasFailed() ? m_reason.data() : m_messages.data());
+  std::string message(m_place.data());
+  message += HasFailed() ? m_reason.data() : m_messages.data();
   while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
     message.pop_back();
   }
   return message;
 }
 
+void XMLSession::RememberPlace() {
+  if (m_transformation == nullptr || m_transformation->inst == nullptr || HasFailed()) {
+    return;
+  }
+  const xmlNode& instruction = *m_transformation->inst;
+  const bool isNamed = instruction.doc != nullptr && instruction.doc->URL != nullptr;
+  std::snprintf(m_place.data(), m_place.size(),
+                "%s:%ld: ", isNamed ? reinterpret_cast<const char*>(instruction.doc->URL) : "stylesheet",
+                xmlGetLineNo(&instruction));
+}
+
 void XMLSession::AddMessage(const char* format, std::va_list arguments) {
+  RememberPlace();
   const std::size_t room = m_messages.size() - m_messageBytes;
   const int wanted = std::vsnprintf(m_messages.data() + m_messageBytes, room, format, arguments);
   if (wanted > 0) {
@@ -88,6 +121,12 @@ void XMLSession::AddError(const xmlError& error) {
   if (error.level < XML_ERR_ERROR) {
     return;
   }
+  if (IsOperationLimit(error)) {
+    Fail("the stylesheet takes more steps than ZEP_XSLT_TIMEOUT_MS allows");
+    return;
+  }
+  RememberPlace();
+  m_hasExpressionError = m_hasExpressionError || error.domain == XML_FROM_XPATH;
   const char* const text = error.message == nullptr ? "unknown error\n" : error.message;
   const std::size_t room = m_messages.size() - m_messageBytes;
   char* const end = m_messages.data() + m_messageBytes;

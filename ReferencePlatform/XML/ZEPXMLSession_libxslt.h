@@ -32,7 +32,10 @@ public:
   // Ends the parse or the transformation that is running; the first reason stands.
   void Fail(const char* reason);
   bool HasFailed() const { return m_reason[0] != '\0'; }
-  // The reason, or else what the libraries said.
+  // Whether an XPath expression went wrong: not everywhere does that end a transformation.
+  bool HasExpressionError() const { return m_hasExpressionError; }
+  // The reason, or else what the libraries said; of a transformation with the place in the
+  // stylesheet.
   std::string Message() const;
 
   // Called from C: they do not throw and do not allocate.
@@ -55,6 +58,8 @@ public:
   int stylesheetDocuments = 0;
 
 private:
+  void RememberPlace();
+
   XMLLimits m_limits;
   std::chrono::steady_clock::time_point m_deadline;
   std::size_t m_nodes = 0;
@@ -64,13 +69,17 @@ private:
   xmlParserCtxtPtr m_parser = nullptr;
   xsltTransformContextPtr m_transformation = nullptr;
 
+  bool m_hasExpressionError = false;
   std::array<char, 256> m_reason{};
+  std::array<char, 512> m_place{}; // the instruction that had something to say last
   std::array<char, 8192> m_messages{};
   std::size_t m_messageBytes = 0;
 
   XMLSession* m_outer;
   xmlStructuredErrorFunc m_outerErrorFunction;
   void* m_outerErrorContext;
+  xmlGenericErrorFunc m_outerTextFunction;
+  void* m_outerTextContext;
   xmlRegisterNodeFunc m_outerNodeFunction;
 };
 
