@@ -25,7 +25,11 @@ namespace {
 struct Arguments {
   GlobalOptions global;
   OutputOptions output;
+  StreamOptions stream;
   FormatOptions format;
+  SplitOptions split;
+  StripOptions strip;
+  AlwaysTrueOptions alwaysTrue;
   CallOptions call;
   StylesheetOptions stylesheet;
   StylesheetCheckOptions check;
@@ -46,12 +50,25 @@ private:
   std::map<const CLI::App*, std::string> m_examples;
 };
 
+constexpr int mostJobs = 256;
+
+std::string joinedNames(const std::vector<std::string>& names) {
+  std::string joined;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    joined += (i == 0 ? "" : i + 1 == names.size() ? " or " : ", ") + names[i];
+  }
+  return joined;
+}
+
 class CommandLine {
 public:
   CommandLine() : m_help(std::make_shared<HelpFormatter>()) {
     m_help->column_width(32);
     addGlobalOptions();
     addFormat();
+    addSplit();
+    addStrip();
+    addAlwaysTrue();
     addCall();
     addStylesheet();
     addDoctor();
@@ -113,17 +130,74 @@ private:
 
   void onRun(const CLI::App* command, std::function<int()> action) { m_actions[command] = std::move(action); }
 
+  void addStreamOptions(CLI::App* command) {
+    CLI::Option* const lines = command->add_flag(
+        "--jsonl", m_arguments.stream.isWanted,
+        "a stream: each input line is a JSON string, or an object with \"expression\" and any \"id\"");
+    command->add_option("--jobs", m_arguments.stream.jobs, "worker processes for a stream")
+        ->type_name("N")
+        ->check(CLI::Range(1, mostJobs).description(""))
+        ->needs(lines);
+  }
+
   void addFormat() {
     FormatOptions& options = m_arguments.format;
-    CLI::App* const command = addCommand(m_app, "format", "display text of an expression",
+    CLI::App* const command = addCommand(m_app, "format", "display text of expressions",
                                          "zepcfg format --compact samples/two-contexts.xml");
-    command->add_option("FILE", options.file, "expression in XML; none or -: standard input")->type_name(" ");
+    command->add_option("FILE", options.files, "expressions in XML; none or -: standard input")
+        ->type_name(" ");
     command->add_option("--stylesheet", options.stylesheet, "stylesheet to use before any other")
         ->type_name("FILE");
     command->add_flag("--compact", options.compact, "the stylesheet's compact view");
+    CLI::Option* const batch =
+        command->add_flag("--batch", options.batch, "the files in one batch, which is never compact");
+    addStreamOptions(command);
+    command->get_option("--jsonl")->excludes(batch);
     onRun(command, [this, &options] {
       options.output = m_arguments.output;
+      options.stream = m_arguments.stream;
+      if (options.stream.isWanted && options.files.size() > 1) {
+        failBadInput(inputName(options.files[1]), "format", "a stream is one file",
+                     "name one file with --jsonl, or several without it");
+      }
       return runFormat(options);
+    });
+  }
+
+  // A command on one file or stream.
+  template <class Options>
+  void addTextCommand(Options& options, int (*action)(const Options&), const std::string& name,
+                      const std::string& description, const std::string& example) {
+    CLI::App* const command = addCommand(m_app, name, description, example);
+    command->add_option("FILE", options.file, "expression in XML; none or -: standard input")->type_name(" ");
+    addStreamOptions(command);
+    onRun(command, [this, &options, action] {
+      options.output = m_arguments.output;
+      options.stream = m_arguments.stream;
+      return action(options);
+    });
+  }
+
+  void addSplit() {
+    addTextCommand(m_arguments.split, runSplit, "split", "one expression for each context",
+                   "zepcfg split samples/two-contexts.xml");
+  }
+
+  void addStrip() {
+    addTextCommand(m_arguments.strip, runStrip, "strip", "the expression without its description",
+                   "zepcfg strip samples/described.xml");
+  }
+
+  void addAlwaysTrue() {
+    AlwaysTrueOptions& options = m_arguments.alwaysTrue;
+    CLI::App* const command =
+        addCommand(m_app, "always-true", "the filter expression that selects everything",
+                   "zepcfg always-true --model Heron");
+    command->add_option("--model", options.model, "name of the model that it is for; none: for all")
+        ->type_name("NAME");
+    onRun(command, [this, &options] {
+      options.output = m_arguments.output;
+      return runAlwaysTrue(options);
     });
   }
 
@@ -227,7 +301,7 @@ private:
   std::string chosenCommand() const {
     std::string names;
     for (const CLI::App* command = chosen(); command != &m_app; command = command->get_parent()) {
-      names = command->get_name() + " " + names;
+      names.insert(0, command->get_name() + " ");
     }
     return names;
   }
@@ -236,7 +310,7 @@ private:
     const std::vector<std::string> unknown = m_app.remaining(true);
     const bool hasCommand = chosen() != &m_app;
     if (unknown.empty() && !hasCommand) {
-      throw CLI::RequiredError("a command is missing: format, call, stylesheet or doctor",
+      throw CLI::RequiredError("a command is missing: " + joinedNames(commandNames()),
                                CLI::ExitCodes::RequiredError);
     }
     if (unknown.empty()) {

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 // The commands. Each returns the exit code, or throws CommandFailure.
 namespace zep::cli {
@@ -11,13 +12,41 @@ struct OutputOptions {
   std::string file; // empty or "-": standard output
 };
 
+// A stream of JSON lines instead of one text.
+struct StreamOptions {
+  bool isWanted = false;
+  int jobs = 1;
+};
+
 struct FormatOptions {
-  std::string file = "-";
+  std::vector<std::string> files; // none: standard input
   std::optional<std::string> stylesheet;
   bool compact = false;
+  bool batch = false;
+  StreamOptions stream;
   OutputOptions output;
 };
 int runFormat(const FormatOptions& options);
+
+struct SplitOptions {
+  std::string file = "-";
+  StreamOptions stream;
+  OutputOptions output;
+};
+int runSplit(const SplitOptions& options);
+
+struct StripOptions {
+  std::string file = "-";
+  StreamOptions stream;
+  OutputOptions output;
+};
+int runStrip(const StripOptions& options);
+
+struct AlwaysTrueOptions {
+  std::string model;
+  OutputOptions output;
+};
+int runAlwaysTrue(const AlwaysTrueOptions& options);
 
 struct CallOptions {
   std::string verb;

@@ -4,9 +4,7 @@
 #include "ZEPHResult.h"
 #include "valueToMacro.h"
 
-#include <array>
 #include <cstdint>
-#include <cstdio>
 #include <utility>
 
 namespace zep::cli {
@@ -15,10 +13,7 @@ namespace {
 constexpr std::size_t longestPartInReport = 2000; // bytes; --json has all of it
 
 std::string hexadecimal(long code) {
-  std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "0x%08lX",
-                static_cast<unsigned long>(static_cast<std::uint32_t>(code)));
-  return text.data();
+  return "0x" + toHexadecimal(static_cast<std::uint32_t>(code), 8);
 }
 
 const char* meaning(long code) {

@@ -1,13 +1,13 @@
 #include "Input.h"
 
 #include "Failure.h"
+#include "Output.h"
 #include "Text.h"
 #include "XMLDecoding.h"
 #include "ZEPFile.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -30,17 +30,8 @@ const char reading[] = "reading the input";
 // An open file; standard input is left open.
 class Descriptor {
 public:
-  explicit Descriptor(const std::string& file)
-      : m_number(file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (m_number < 0) {
-      failReading(file, errno);
-    }
-  }
-  ~Descriptor() {
-    if (m_number != STDIN_FILENO) {
-      close(m_number);
-    }
-  }
+  explicit Descriptor(const std::string& file) : m_number(openInput(file)) {}
+  ~Descriptor() { closeInput(m_number); }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
 
@@ -52,24 +43,8 @@ private:
 
 void sayThatItWaits(int descriptor) {
   if (isatty(descriptor) && isatty(STDERR_FILENO)) {
-    std::fputs("zepcfg: reading from the terminal, Ctrl-D ends the text\n", stderr);
+    writeNote("zepcfg: reading from the terminal, Ctrl-D ends the text\n");
   }
-}
-
-// Returns the bytes added, 0 at the end.
-std::size_t readPiece(const std::string& file, int descriptor, std::string& bytes) {
-  constexpr std::size_t piece = std::size_t{1} << 18;
-  const std::size_t before = bytes.size();
-  bytes.resize(before + piece);
-  ssize_t count = 0;
-  do {
-    count = read(descriptor, bytes.data() + before, piece);
-  } while (count < 0 && errno == EINTR);
-  if (count < 0) {
-    failReading(file, errno);
-  }
-  bytes.resize(before + static_cast<std::size_t>(count));
-  return static_cast<std::size_t>(count);
 }
 
 template <class Decode>
@@ -84,6 +59,35 @@ ZEPUnicodeString decodeOrFail(const std::string& file, Decode decode) {
 }
 
 } // namespace
+
+int openInput(const std::string& file) {
+  const int descriptor = file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) {
+    failReading(file, errno);
+  }
+  return descriptor;
+}
+
+void closeInput(int descriptor) {
+  if (descriptor != STDIN_FILENO) {
+    close(descriptor);
+  }
+}
+
+std::size_t readPiece(const std::string& file, int descriptor, std::string& bytes) {
+  constexpr std::size_t piece = std::size_t{1} << 18;
+  const std::size_t before = bytes.size();
+  bytes.resize(before + piece);
+  ssize_t count = 0;
+  do {
+    count = read(descriptor, bytes.data() + before, piece);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) {
+    failReading(file, errno);
+  }
+  bytes.resize(before + static_cast<std::size_t>(count));
+  return static_cast<std::size_t>(count);
+}
 
 std::string readInput(const std::string& file) {
   const Descriptor descriptor(file);

@@ -10,6 +10,12 @@ namespace zep::cli {
 
 inline constexpr std::size_t largestInput = std::size_t{256} << 20; // bytes
 
+// The pieces of which reading is made. Standard input ("-") is not closed.
+int openInput(const std::string& file);
+void closeInput(int descriptor);
+// Adds what comes next to `bytes`; returns how many bytes that is, 0 at the end.
+std::size_t readPiece(const std::string& file, int descriptor, std::string& bytes);
+
 // All of a file, a pipe, or standard input for "-".
 std::string readInput(const std::string& file);
 

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,9 +29,14 @@ bool isStandardOutput(const std::string& file) {
   failUnable(name, writing, std::strerror(error), "check the place that the result goes to");
 }
 
+// As a program does that does not handle the signal.
+void endBySignal(int number) {
+  static_cast<void>(std::signal(number, SIG_DFL));
+  static_cast<void>(std::raise(number));
+}
+
 [[noreturn]] void endByClosedPipe() {
-  std::signal(SIGPIPE, SIG_DFL);
-  std::raise(SIGPIPE);
+  endBySignal(SIGPIPE);
   std::_Exit(exitFailed);
 }
 
@@ -61,8 +67,7 @@ std::array<char, PATH_MAX> unfinishedFile{};
 
 extern "C" void removeUnfinishedFile(int signalNumber) {
   unlink(unfinishedFile.data());
-  std::signal(signalNumber, SIG_DFL);
-  std::raise(signalNumber);
+  endBySignal(signalNumber);
 }
 
 class UnfinishedFile {
@@ -113,7 +118,7 @@ private:
   static void setSignals(void (*handler)(int)) {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
       if (std::signal(number, handler) == SIG_IGN) {
-        std::signal(number, SIG_IGN);
+        static_cast<void>(std::signal(number, SIG_IGN));
       }
     }
   }
@@ -135,19 +140,6 @@ std::string behindLinks(const std::string& file) {
   return realpath(file.c_str(), path.data()) == nullptr ? file : std::string(path.data());
 }
 
-// A device or a pipe cannot be replaced.
-void writeInPlace(std::string_view bytes, const std::string& file) {
-  const int descriptor = open(file.c_str(), O_WRONLY | O_CLOEXEC);
-  if (descriptor < 0) {
-    failWriting(inputName(file), errno);
-  }
-  const int error = writeAll(descriptor, bytes);
-  close(descriptor);
-  if (error != 0) {
-    failWriting(inputName(file), error);
-  }
-}
-
 // The open descriptor that a name such as /dev/stdout stands for, or -1.
 int openDescriptorOf(const struct stat& file) {
   for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
@@ -159,29 +151,85 @@ int openDescriptorOf(const struct stat& file) {
   return -1;
 }
 
-void writeFile(std::string_view bytes, const std::string& file) {
-  struct stat info;
-  const bool exists = stat(file.c_str(), &info) == 0;
-  if (exists && S_ISDIR(info.st_mode)) {
-    failWriting(inputName(file), EISDIR);
-  }
-  if (const int descriptor = exists ? openDescriptorOf(info) : -1; descriptor >= 0) {
-    writeTo(descriptor, bytes, inputName(file));
-    return;
-  }
-  if (exists && !S_ISREG(info.st_mode)) {
-    writeInPlace(bytes, file);
-    return;
-  }
-  UnfinishedFile unfinished(behindLinks(file));
-  writeTo(unfinished.descriptor(), bytes, inputName(file));
-  unfinished.finish(exists ? info.st_mode & 07777U : modeOfNewFile());
-}
-
 } // namespace
 
 void prepareOutput() {
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+}
+
+// Where a result goes: a descriptor that is open, a device or a pipe, which cannot be replaced, or a
+// file that is written beside the wanted one.
+struct ResultStream::Target {
+  explicit Target(const std::string& file)
+      : name(isStandardOutput(file) ? "standard output" : inputName(file)) {
+    if (isStandardOutput(file)) {
+      return;
+    }
+    struct stat info;
+    const bool exists = stat(file.c_str(), &info) == 0;
+    if (exists && S_ISDIR(info.st_mode)) {
+      failWriting(name, EISDIR);
+    }
+    if (exists && openDescriptorOf(info) >= 0) {
+      descriptor = openDescriptorOf(info);
+    } else if (exists && !S_ISREG(info.st_mode)) {
+      descriptor = open(file.c_str(), O_WRONLY | O_CLOEXEC);
+      isOwned = true;
+      if (descriptor < 0) {
+        failWriting(name, errno);
+      }
+    } else {
+      mode = exists ? info.st_mode & 07777U : modeOfNewFile();
+      unfinished.emplace(behindLinks(file));
+      descriptor = unfinished->descriptor();
+    }
+  }
+  ~Target() {
+    if (isOwned && descriptor >= 0) {
+      close(descriptor);
+    }
+  }
+  Target(const Target&) = delete;
+  Target& operator=(const Target&) = delete;
+
+  std::string name;
+  int descriptor = STDOUT_FILENO;
+  bool isOwned = false;
+  mode_t mode = 0;
+  std::optional<UnfinishedFile> unfinished;
+};
+
+namespace {
+
+constexpr std::size_t fullBuffer = 65536; // bytes
+constexpr std::chrono::milliseconds longestWait{50};
+
+} // namespace
+
+ResultStream::ResultStream(const std::string& file)
+    : m_target(std::make_unique<Target>(file)),
+      m_flushed(std::chrono::steady_clock::now()) {}
+
+ResultStream::~ResultStream() = default;
+
+void ResultStream::write(std::string_view text) {
+  m_buffer += text;
+  if (m_buffer.size() >= fullBuffer || std::chrono::steady_clock::now() - m_flushed >= longestWait) {
+    flush();
+  }
+}
+
+void ResultStream::flush() {
+  writeTo(m_target->descriptor, m_buffer, m_target->name);
+  m_buffer.clear();
+  m_flushed = std::chrono::steady_clock::now();
+}
+
+void ResultStream::finish() {
+  flush();
+  if (m_target->unfinished) {
+    m_target->unfinished->finish(m_target->mode);
+  }
 }
 
 bool isOutputTerminal(const std::string& file) {
@@ -196,14 +244,12 @@ bool wantsColours(const std::string& file) {
 }
 
 void writeResult(std::string_view text, const std::string& file) {
-  if (!isStandardOutput(file)) {
-    writeFile(text, file);
-    return;
-  }
-  writeTo(STDOUT_FILENO, text, "standard output");
+  ResultStream result(file);
+  result.write(text);
   if (isOutputTerminal(file) && !text.empty() && text.back() != '\n') {
-    writeTo(STDOUT_FILENO, "\n", "standard output");
+    result.write("\n");
   }
+  result.finish();
 }
 
 void writeJSON(const nlohmann::ordered_json& object, const std::string& file) {

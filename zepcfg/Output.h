@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -17,6 +19,26 @@ void writeResult(std::string_view text, const std::string& file);
 
 // One object as one line, indented on a terminal.
 void writeJSON(const nlohmann::ordered_json& object, const std::string& file);
+
+// A result that is written piece by piece. A file appears at its finish(), all at once; without one it
+// does not appear.
+class ResultStream {
+public:
+  explicit ResultStream(const std::string& file);
+  ~ResultStream();
+  ResultStream(const ResultStream&) = delete;
+  ResultStream& operator=(const ResultStream&) = delete;
+
+  void write(std::string_view text);
+  void flush(); // what was written so far can be seen now
+  void finish();
+
+private:
+  struct Target;
+  std::unique_ptr<Target> m_target;
+  std::string m_buffer;
+  std::chrono::steady_clock::time_point m_flushed;
+};
 
 // One line or more on standard error. Never fails.
 void writeNote(std::string_view text);

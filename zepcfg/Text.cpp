@@ -2,17 +2,8 @@
 
 #include "ZEPUTF8Conversion.h"
 
-#include <array>
-#include <cstdio>
-
 namespace zep::cli {
 namespace {
-
-void appendEscaped(std::string& text, unsigned char byte) {
-  std::array<char, 8> escaped{};
-  std::snprintf(escaped.data(), escaped.size(), "\\x%02X", byte);
-  text += escaped.data();
-}
 
 bool isControl(unsigned char byte) {
   return (byte < 0x20 && byte != '\n' && byte != '\t') || byte == 0x7F;
@@ -60,6 +51,14 @@ std::string inputName(const std::string& file) {
   return file == "-" ? "standard input" : "'" + file + "'";
 }
 
+std::string toHexadecimal(unsigned long value, int digits) {
+  std::string text;
+  for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
+    text += "0123456789ABCDEF"[(value >> shift) & 0xFU];
+  }
+  return text;
+}
+
 std::string replaceAll(std::string text, std::string_view from, std::string_view to) {
   for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
     text.replace(at, from.size(), to);
@@ -91,7 +90,7 @@ std::string withoutControls(std::string_view text) {
     const std::size_t length = sequenceLength(text);
     const auto byte = static_cast<unsigned char>(text[0]);
     if (length == 0 || isControl(byte)) {
-      appendEscaped(clean, byte);
+      clean += "\\x" + toHexadecimal(byte, 2);
       text.remove_prefix(1);
     } else {
       clean += text.substr(0, length);

@@ -14,6 +14,9 @@ ZEPUnicodeString fromUTF8(std::string_view text);
 // 'name', or "standard input" for "-".
 std::string inputName(const std::string& file);
 
+// That many digits, in capitals.
+std::string toHexadecimal(unsigned long value, int digits);
+
 std::string replaceAll(std::string text, std::string_view from, std::string_view to);
 
 bool startsWith(std::string_view text, std::string_view start);
