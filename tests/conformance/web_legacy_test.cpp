@@ -138,7 +138,7 @@ TEST_F(WebLegacyTest, body_isSentInUTF8_withItsByteLength) {
       Row{__LINE__, "{\"a\":1}", "\"{\\\"a\\\":1}\", 7", "{\"a\":1}"},
       Row{__LINE__, "a\r\nb", "\"a\\r\\nb\", 4", "a\\r\\nb"},
   };
-  for (const std::size_t length : {30, 31, 32, 33, 64, 100000}) {
+  for (const std::size_t length : {30U, 31U, 32U, 33U, 64U, 100000U}) {
     const std::string json(length, 'x');
     rows.push_back(Row{__LINE__, json, json + ", " + std::to_string(length), json});
   }
@@ -291,26 +291,28 @@ TEST_F(WebLegacyTest, status_isEmpty_whenThereIsNoHeaderBuffer) {
 TEST_F(WebLegacyTest, answer_isChunked_whenTheHeaderHoldsExactlyThatText) {
   struct Row {
     int line;
-    std::string headerText;
     bool isChunked;
+    std::string headerText;
   };
   const Row rows[] = {
-      Row{__LINE__, "Transfer-Encoding: chunked", true},
-      Row{__LINE__, "\r\nDate: x\r\nTransfer-Encoding: chunked\r\nX: y\r\n\r\n", true},
-      Row{__LINE__, "\r\nX-Transfer-Encoding: chunkedly", true},
-      Row{__LINE__, "Transfer-Encoding: chunked, gzip", true},
-      Row{__LINE__, "Transfer-Encoding: chunkeTransfer-Encoding: chunked", true},
-      Row{__LINE__, "", false},
-      Row{__LINE__, "transfer-encoding: chunked", false},
-      Row{__LINE__, "Transfer-encoding: chunked", false},
-      Row{__LINE__, "TRANSFER-ENCODING: CHUNKED", false},
-      Row{__LINE__, "Transfer-Encoding: Chunked", false},
-      Row{__LINE__, "Transfer-Encoding:chunked", false},
-      Row{__LINE__, "Transfer-Encoding:  chunked", false},
-      Row{__LINE__, "Transfer-Encoding : chunked", false},
-      Row{__LINE__, "Transfer-Encoding: gzip, chunked", false},
-      Row{__LINE__, "Transfer-Encoding: chunke", false},
-      Row{__LINE__, std::string("\0Transfer-Encoding: chunked", 27), false},
+      Row{__LINE__, true, "Transfer-Encoding: chunked"},
+      Row{__LINE__, true, "\r\nDate: x\r\nTransfer-Encoding: chunked\r\nX: y\r\n\r\n"},
+      Row{__LINE__, true, "\r\nX-Transfer-Encoding: chunkedly"},
+      Row{__LINE__, true, "Transfer-Encoding: chunked, gzip"},
+      Row{__LINE__, true, "Transfer-Encoding: chunkeTransfer-Encoding: chunked"},
+      Row{__LINE__, false, ""},
+      Row{__LINE__, false, "transfer-encoding: chunked"},
+      Row{__LINE__, false, "Transfer-encoding: chunked"},
+      Row{__LINE__, false, "TRANSFER-ENCODING: CHUNKED"},
+      Row{__LINE__, false, "Transfer-Encoding: Chunked"},
+      Row{__LINE__, false, "Transfer-Encoding:chunked"},
+      Row{__LINE__, false, "Transfer-Encoding:  chunked"},
+      Row{__LINE__, false, "Transfer-Encoding : chunked"},
+      Row{__LINE__, false, "Transfer-Encoding: gzip, chunked"},
+      Row{__LINE__, false, "Transfer-Encoding: chunke"},
+      Row{__LINE__, false, "ransfer-Encoding: chunked"},
+      Row{__LINE__, false, "chunked"},
+      Row{__LINE__, false, std::string("\0Transfer-Encoding: chunked", 27)},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE("row at line " + std::to_string(row.line));
@@ -392,34 +394,34 @@ TEST_F(WebLegacyTest, answer_isDecodedFromUTF8) {
 TEST_F(WebLegacyTest, pieces_areGatheredUntilTheClientIsDone) {
   struct Row {
     int line;
+    int calls;
     std::vector<std::string> pieces;
     const char* lastPiece;
     Preparation prepare;
-    int calls;
     const char* answer;
   };
   const Preparation nothing = [] {};
   const Row rows[] = {
-      Row{__LINE__, {}, "", nothing, 1, ""},
-      Row{__LINE__, {"one"}, "", nothing, 2, "one"},
-      Row{__LINE__, {"one", "two", "three"}, "", nothing, 4, "onetwothree"},
+      Row{__LINE__, 1, {}, "", nothing, ""},
+      Row{__LINE__, 2, {"one"}, "", nothing, "one"},
+      Row{__LINE__, 4, {"one", "two", "three"}, "", nothing, "onetwothree"},
       // A piece without bytes is not the end.
-      Row{__LINE__, {"one", "", "two"}, "", nothing, 4, "onetwo"},
+      Row{__LINE__, 4, {"one", "", "two"}, "", nothing, "onetwo"},
       // What comes together with the end is freed unread.
-      Row{__LINE__, {"one"}, "unread", nothing, 2, "one"},
-      Row{__LINE__, {}, "unread", nothing, 1, ""},
+      Row{__LINE__, 2, {"one"}, "unread", nothing, "one"},
+      Row{__LINE__, 1, {}, "unread", nothing, ""},
       // Any other code than a negative one goes on.
-      Row{__LINE__, {"one", "two"}, "", [] { script().returns(Op::DownloadEx, 1); }, 3, "onetwo"},
-      Row{__LINE__, {"one", "two"}, "", [] { script().fail(Op::DownloadEx, 1).at(2); }, 4, "onetwo"},
+      Row{__LINE__, 3, {"one", "two"}, "", [] { script().returns(Op::DownloadEx, 1); }, "onetwo"},
+      Row{__LINE__, 4, {"one", "two"}, "", [] { script().fail(Op::DownloadEx, 1).at(2); }, "onetwo"},
       // A negative one ends it quietly, and the piece that came with it is freed unread.
-      Row{__LINE__, {"one", "two"}, "", [] { script().fail(Op::DownloadEx, -1).at(1); }, 1, ""},
-      Row{__LINE__, {"one", "two"}, "", [] { script().fail(Op::DownloadEx, -1).at(2); }, 2, "one"},
-      Row{__LINE__, {"one", "two"}, "", [] { script().returns(Op::DownloadEx, E_FAIL).at(2); }, 2, "one"},
-      Row{__LINE__, {"one"}, "unread", [] { script().returns(Op::DownloadEx, -1).at(2); }, 2, "one"},
+      Row{__LINE__, 1, {"one", "two"}, "", [] { script().fail(Op::DownloadEx, -1).at(1); }, ""},
+      Row{__LINE__, 2, {"one", "two"}, "", [] { script().fail(Op::DownloadEx, -1).at(2); }, "one"},
+      Row{__LINE__, 2, {"one", "two"}, "", [] { script().returns(Op::DownloadEx, E_FAIL).at(2); }, "one"},
+      Row{__LINE__, 2, {"one"}, "unread", [] { script().returns(Op::DownloadEx, -1).at(2); }, "one"},
       // Each piece is decoded by itself: a character that two of them share is torn.
-      Row{__LINE__, {"a\xC3", "\xA9z"}, "", nothing, 3, "a\xEF\xBF\xBD\xEF\xBF\xBDz"},
-      Row{__LINE__, {"\xF0\x9F", "\x98\x80"}, "", nothing, 3, "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
-      Row{__LINE__, {"a\xC3\xA9", "\xC3\xA9z"}, "", nothing, 3, "a\xC3\xA9\xC3\xA9z"},
+      Row{__LINE__, 3, {"a\xC3", "\xA9z"}, "", nothing, "a\xEF\xBF\xBD\xEF\xBF\xBDz"},
+      Row{__LINE__, 3, {"\xF0\x9F", "\x98\x80"}, "", nothing, "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+      Row{__LINE__, 3, {"a\xC3\xA9", "\xC3\xA9z"}, "", nothing, "a\xC3\xA9\xC3\xA9z"},
   };
   for (const Row& row : rows) {
     for (const char* const status : {"200", "403"}) {
