@@ -16,16 +16,22 @@ std::string utf8(const ZEPUnicodeString& text) {
   return {converted.Bytes(), converted.ByteCount()};
 }
 
-void label(Run& run, const std::string& text) {
-  run.records.push_back(text);
+void label(Run& run, const char* text) {
+  if (run.traced) {
+    run.records.emplace_back(text);
+  }
 }
 
-void dump(Run& run, const std::string& name, const ZEPUnicodeString& text) {
-  run.records.push_back(name + " = [" + utf8(text) + "]");
+void dump(Run& run, const char* name, const ZEPUnicodeString& text) {
+  if (run.traced) {
+    run.records.push_back(std::string(name) + " = [" + utf8(text) + "]");
+  }
 }
 
-void number(Run& run, const std::string& name, int value) {
-  run.records.push_back(name + " = " + std::to_string(value));
+void number(Run& run, const char* name, int value) {
+  if (run.traced) {
+    run.records.push_back(std::string(name) + " = " + std::to_string(value));
+  }
 }
 
 void error(Run& run, const std::string& message) {
@@ -33,15 +39,27 @@ void error(Run& run, const std::string& message) {
   run.records.push_back(PLMCfgInTraceClass::GetErrorIndent() + message);
 }
 
-int search(const ZEPUnicodeString& text, const char* pattern, int start) {
+const ZEPUnicodeString openingTag = "<Context";
+const ZEPUnicodeString closingTag = "</Context>";
+const ZEPUnicodeString holderNameAttribute = "HolderName";
+const ZEPUnicodeString inheritedEff = "InheritedEff";
+const ZEPUnicodeString filterableId = "FilterableId";
+const ZEPUnicodeString operationHandlerId = "OperationHandlerId";
+const ZEPUnicodeString description = "Description";
+const ZEPUnicodeString closingDescription = "/Description";
+const ZEPUnicodeString descId = "DescId";
+const ZEPUnicodeString doubleQuote = "\"";
+const ZEPUnicodeString apostrophe = "'";
+
+int search(const ZEPUnicodeString& text, const ZEPUnicodeString& pattern, int start) {
   return text.SearchSubString(pattern, start, 1);
 }
 
 // The text between the first quote from `start` on and the next quote behind it.
 struct Quoted {
   Quoted(const ZEPUnicodeString& text, int start)
-      : opening(search(text, "\"", start)),
-        closing(search(text, "\"", opening + 1)),
+      : opening(search(text, doubleQuote, start)),
+        closing(search(text, doubleQuote, opening + 1)),
         value(text.SubString(opening + 1, closing - opening - 1)) {}
 
   int opening;
@@ -67,20 +85,22 @@ bool goesOn(Run& run, std::vector<int>& visited, int position) {
 
 } // namespace
 
-Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextExpression& contexts) {
+Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextExpression& contexts,
+                   bool traced) {
   Run run;
+  run.traced = traced;
 
   ZEPUnicodeString W = expression;
   ZEPListValZEPUnicodeString pieces;
-  const int s = search(W, "<Context", 0);
-  int e = search(W, "</Context>", s + 18);
+  const int s = search(W, openingTag, 0);
+  int e = search(W, closingTag, s + 18);
   if (s >= 0) {
     while (e >= 0) {
       const ZEPUnicodeString piece = W.SubString(s, e - s + 10);
       dump(run, "stCtx", piece);
       pieces.Append(piece);
       W.Remove(s, e - s + 10);
-      e = search(W, "</Context>", s + 18);
+      e = search(W, closingTag, s + 18);
     }
   }
 
@@ -91,7 +111,7 @@ Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextEx
     const ZEPUnicodeString S = pieces[i];
     ZEPCfgContextExpression C;
 
-    C.m_contextName = Quoted(S, search(S, "HolderName", 0)).value;
+    C.m_contextName = Quoted(S, search(S, holderNameAttribute, 0)).value;
     dump(run, "CtxExpr.m_contextName", C.m_contextName);
 
     C.m_contextExpression = W;
@@ -100,22 +120,22 @@ Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextEx
 
     label(run, "Inherited eff");
     std::vector<int> visitedEntries;
-    int p = search(S, "InheritedEff", 0);
+    int p = search(S, inheritedEff, 0);
     while (goesOn(run, visitedEntries, p)) {
-      indexText = Quoted(S, search(S, "FilterableId", p + 12 + 2)).value;
+      indexText = Quoted(S, search(S, filterableId, p + 12 + 2)).value;
       dump(run, "stIdx", indexText);
       indexText.ConvertToNum(&id, "%d");
       C.m_inheritedEffIds.Append(id);
-      const Quoted name(S, search(S, "HolderName", p + 14));
+      const Quoted name(S, search(S, holderNameAttribute, p + 14));
       holderName = name.value;
       dump(run, "stName", holderName);
       C.m_holderNames.Append(holderName);
-      p = search(S, "InheritedEff", name.closing);
+      p = search(S, inheritedEff, name.closing);
     }
 
     label(run, "Change");
     std::vector<int> visitedChanges;
-    int c = search(S, "OperationHandlerId", 0);
+    int c = search(S, operationHandlerId, 0);
     while (goesOn(run, visitedChanges, c)) {
       const Quoted index(S, c);
       indexText = index.value;
@@ -123,7 +143,7 @@ Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextEx
       indexText.ConvertToNum(&id, "%d");
       C.m_operationHandlerIds.Append(id);
       C.m_holderNames.Append(holderName);
-      c = search(S, "OperationHandlerId", index.closing);
+      c = search(S, operationHandlerId, index.closing);
     }
 
     contexts.Append(C);
@@ -135,12 +155,12 @@ Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextEx
 namespace {
 
 long removeDescriptionElement(Run& run, ZEPUnicodeString& text) {
-  const int pos = search(text, "Description", 0);
+  const int pos = search(text, description, 0);
   number(run, "pos", pos);
   if (pos < 0) {
     return S_OK;
   }
-  const int end = search(text, "/Description", 0);
+  const int end = search(text, closingDescription, 0);
   number(run, "end", end);
   if (end < 1) {
     error(run, "ERROR: /Description not found");
@@ -153,9 +173,9 @@ long removeDescriptionElement(Run& run, ZEPUnicodeString& text) {
   return S_OK;
 }
 
-long removeDescIds(Run& run, ZEPUnicodeString& text, const char* quote) {
+long removeDescIds(Run& run, ZEPUnicodeString& text, const ZEPUnicodeString& quote) {
   label(run, "Remove the DescId attribute");
-  int pos = search(text, "DescId", 0);
+  int pos = search(text, descId, 0);
   number(run, "pos", pos);
   int lastCut = -1;
   while (pos >= 0) {
@@ -178,7 +198,7 @@ long removeDescIds(Run& run, ZEPUnicodeString& text, const char* quote) {
     text.Remove(pos, (close - pos) + 1);
     lastCut = pos;
     dump(run, "out_XMLExpression", text);
-    pos = search(text, "DescId", 0);
+    pos = search(text, descId, 0);
   }
   return S_OK;
 }
@@ -191,11 +211,11 @@ long clean(Run& run, ZEPUnicodeString& text) {
   dump(run, "out_XMLExpression", text);
   label(run, "Remove the Description tag");
   label(run, "what quote?");
-  const char* quote = nullptr;
-  if (search(text, "\"", 0) >= 0) {
-    quote = "\"";
-  } else if (search(text, "'", 0) >= 0) {
-    quote = "'";
+  ZEPUnicodeString quote;
+  if (search(text, doubleQuote, 0) >= 0) {
+    quote = doubleQuote;
+  } else if (search(text, apostrophe, 0) >= 0) {
+    quote = apostrophe;
   } else {
     error(run, "ERROR: no quote found!");
     return E_FAIL;
@@ -207,15 +227,16 @@ long clean(Run& run, ZEPUnicodeString& text) {
 
 } // namespace
 
-Run removeDescription(const ZEPUnicodeString& expression, ZEPUnicodeString& cleaned) {
+Run removeDescription(const ZEPUnicodeString& expression, ZEPUnicodeString& cleaned, bool traced) {
   Run run;
+  run.traced = traced;
   cleaned = expression;
   run.result = clean(run, cleaned);
   if (run.result < 0) {
     cleaned.Reset();
   }
   dump(run, "out_XMLExpression", cleaned);
-  run.records.emplace_back(run.result < 0 ? "rc = E_FAIL" : "rc = S_OK");
+  label(run, run.result < 0 ? "rc = E_FAIL" : "rc = S_OK");
   return run;
 }
 

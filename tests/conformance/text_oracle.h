@@ -12,14 +12,16 @@
 namespace oracle {
 
 struct Run {
+  bool traced = false;
   long result = 0;
-  std::vector<std::string> records; // texts of the detail and error records, in UTF-8
+  std::vector<std::string> records; // texts, in UTF-8: errors, and details while the trace is on
   int jumpsBack = 0;                // how often a walk went on further in front
   int endlessWalks = 0;             // walks that would never have ended by themselves
   int joinedNames = 0;              // attribute names that a cut had joined
 };
 
-Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextExpression& contexts);
-Run removeDescription(const ZEPUnicodeString& expression, ZEPUnicodeString& cleaned);
+Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextExpression& contexts,
+                   bool traced);
+Run removeDescription(const ZEPUnicodeString& expression, ZEPUnicodeString& cleaned, bool traced);
 
 } // namespace oracle
