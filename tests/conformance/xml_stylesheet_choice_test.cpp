@@ -378,14 +378,15 @@ TEST_F(XMLStylesheetChoiceTest, setting_isIgnoredSilently_whenItNamesNoFile) {
             script().expansions[settingsFile] = "C:\\none.xsl";
           },
           useSetting(settingsFile, "C:\\none.xsl")},
-      // an empty value is a value
-      Row{__LINE__, [] { HaveSetting(""); }, useSetting("\"\"", "\"\"")},
+      // success, and nothing read: the text is a fresh one
       Row{__LINE__,
           [] {
             HaveSettingsFile();
-            script().fail(Op::ReadAttr, 1); // success, and nothing read: the text is a fresh one
+            script().fail(Op::ReadAttr, 1);
           },
           useSetting("\"\"", "\"\"")},
+      // an empty value is a value
+      Row{__LINE__, [] { HaveSetting(""); }, useSetting("\"\"", "\"\"")},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE("row at line " + std::to_string(row.line));
