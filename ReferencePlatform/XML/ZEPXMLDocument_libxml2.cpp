@@ -318,8 +318,31 @@ const xmlNode* NextInDocument(const xmlNode* node) {
   return node->next;
 }
 
+// The parts of an attribute's value become one text before anything looks at its size.
+constexpr auto kMaxAttributeParts = 64;
+
+bool HasTooManyParts(const xmlNode& element) {
+  if (element.type != XML_ELEMENT_NODE) {
+    return false;
+  }
+  for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
+    const xmlNode* const text = attribute->children;
+    if (text != nullptr && text->type == XML_TEXT_NODE && text->content != nullptr) {
+      const std::string_view value = Text(text->content);
+      if (std::count(value.begin(), value.end(), '{') > kMaxAttributeParts) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
 bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
   for (const xmlNode* node = xmlDocGetRootElement(&document); node != nullptr; node = NextInDocument(node)) {
+    if (HasTooManyParts(*node)) {
+      session.Fail("an attribute with more than 64 expressions is refused");
+      return true;
+    }
     if (IsRefused(*node)) {
       const std::string reason = std::string(Text(node->name)) + " in line " +
                                  std::to_string(xmlGetLineNo(node)) +

@@ -20,7 +20,7 @@ void* hostErrorContext = nullptr;
 xsltDocLoaderFunc hostLoader = nullptr;
 
 // A host that put its own functions in front of ours may call ours from them, while ours call the
-// host's: the second time round, it is the turn of what libxslt had at first.
+// host's: the second time round, it is the turn of libxslt's own.
 thread_local bool isWithHost = false;
 xmlGenericErrorFunc firstErrorFunction = nullptr;
 void* firstErrorContext = nullptr;
@@ -108,6 +108,19 @@ struct HooksRemover {
 };
 const HooksRemover hooksRemover;
 
+void RememberOwnOfLibxslt() {
+  const xmlGenericErrorFunc errorFunction = xsltGenericError;
+  void* const errorContext = xsltGenericErrorContext;
+  const xsltDocLoaderFunc loader = xsltDocDefaultLoader;
+  xsltSetGenericErrorFunc(nullptr, nullptr);
+  xsltSetLoaderFunc(nullptr);
+  firstErrorFunction = xsltGenericError;
+  firstErrorContext = xsltGenericErrorContext;
+  firstLoader = xsltDocDefaultLoader;
+  xsltSetGenericErrorFunc(errorContext, errorFunction);
+  xsltSetLoaderFunc(loader);
+}
+
 } // namespace
 
 void EnsureXMLHooks() {
@@ -116,9 +129,7 @@ void EnsureXMLHooks() {
     xmlInitParser();
     xsltInit();
     WatchInstructions(OnInstruction);
-    firstErrorFunction = xsltGenericError;
-    firstErrorContext = xsltGenericErrorContext;
-    firstLoader = xsltDocDefaultLoader;
+    RememberOwnOfLibxslt();
     return true;
   }();
   static_cast<void>(initialised);

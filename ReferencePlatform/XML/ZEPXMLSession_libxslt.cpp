@@ -16,6 +16,7 @@ thread_local XMLSession* currentSession = nullptr;
 
 // All texts that a transformation makes, kept or not, against the size of its output.
 constexpr std::size_t kMadeTextFactor = 16;
+constexpr std::size_t kComparisonsPerMillisecond = 500'000; // of characters
 constexpr std::size_t kNodesBetweenLooksAtTheClock = 256;
 
 void OnError(void* session, xmlErrorPtr error) {
@@ -30,6 +31,12 @@ void OnText(void* session, const char* format, ...) {
   va_start(arguments, format);
   static_cast<XMLSession*>(session)->AddMessage(format, arguments);
   va_end(arguments);
+}
+
+void OnFreedNode(xmlNodePtr node) {
+  if (currentSession != nullptr) {
+    currentSession->ForgetNode(node);
+  }
 }
 
 bool IsOperationLimit(const xmlError& error) {
@@ -57,11 +64,13 @@ XMLSession::XMLSession(const XMLLimits& limits)
   m_outerTextContext = xmlGenericErrorContext;
   xmlSetGenericErrorFunc(this, OnText);
   m_outerNodeFunction = xmlRegisterNodeDefault(OnNode);
+  m_outerFreeFunction = xmlDeregisterNodeDefault(OnFreedNode);
   currentSession = this;
 }
 
 XMLSession::~XMLSession() {
   currentSession = m_outer;
+  xmlDeregisterNodeDefault(m_outerFreeFunction);
   xmlRegisterNodeDefault(m_outerNodeFunction);
   xmlSetGenericErrorFunc(m_outerTextContext, m_outerTextFunction);
   xmlSetStructuredErrorFunc(m_outerErrorContext, m_outerErrorFunction);
@@ -138,13 +147,39 @@ void XMLSession::AddError(const xmlError& error) {
   }
 }
 
+// The value of an attribute is put into a text node that was made without one.
+void XMLSession::CountUnfilledText() {
+  if (m_unfilledText != nullptr && m_unfilledText->content != nullptr && m_transformation != nullptr) {
+    const auto* const text = m_unfilledText->content;
+    m_unfilledText = nullptr;
+    CountText(std::strlen(reinterpret_cast<const char*>(text)));
+  }
+}
+
+void XMLSession::ForgetNode(const xmlNode* node) {
+  if (node == m_unfilledText) {
+    CountUnfilledText();
+    m_unfilledText = nullptr;
+  }
+}
+
+void XMLSession::CountSearch(std::size_t textBytes, std::size_t soughtBytes) {
+  // Neither factor is above 2^30, the largest text that the limits allow.
+  if (textBytes * soughtBytes / kComparisonsPerMillisecond >
+      static_cast<std::size_t>(m_limits.time.count())) {
+    Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows");
+  }
+}
+
 void XMLSession::CountNode(const xmlNode* node) {
+  CountUnfilledText();
   if (++m_nodes > m_limits.maxNodes) {
     Fail("there are more nodes than ZEP_XSLT_MAX_NODES allows");
     return;
   }
-  if (node->type == XML_TEXT_NODE && node->content != nullptr && m_transformation != nullptr) {
-    CountText(std::strlen(reinterpret_cast<const char*>(node->content)));
+  if (node->type == XML_TEXT_NODE && m_transformation != nullptr) {
+    m_unfilledText = node;
+    CountUnfilledText();
   }
   if (m_nodes % kNodesBetweenLooksAtTheClock == 0) {
     CheckTime();
@@ -165,6 +200,7 @@ void XMLSession::CheckTime() {
 }
 
 void XMLSession::WatchWrittenText() {
+  CountUnfilledText();
   const xsltTransformContext& transformation = *m_transformation;
   if (transformation.lasttext == nullptr || transformation.insert == nullptr) {
     return;

@@ -42,6 +42,8 @@ public:
   void AddMessage(const char* format, std::va_list arguments);
   void AddError(const xmlError& error);
   void CountNode(const xmlNode* node);
+  void ForgetNode(const xmlNode* node); // before it is freed
+  void CountSearch(std::size_t textBytes, std::size_t soughtBytes);
   void CountText(std::size_t bytes);
   void CheckTime();
   // Counts what was appended to the text that is being written.
@@ -49,7 +51,10 @@ public:
 
   // What Fail() ends; null for none.
   void SetParser(xmlParserCtxtPtr parser) { m_parser = parser; }
-  void SetTransformation(xsltTransformContextPtr transformation) { m_transformation = transformation; }
+  void SetTransformation(xsltTransformContextPtr transformation) {
+    CountUnfilledText();
+    m_transformation = transformation;
+  }
   xsltTransformContextPtr Transformation() const { return m_transformation; }
 
   // Where a stylesheet may include from, with its real path: empty for nowhere.
@@ -59,11 +64,13 @@ public:
 
 private:
   void RememberPlace();
+  void CountUnfilledText();
 
   XMLLimits m_limits;
   std::chrono::steady_clock::time_point m_deadline;
   std::size_t m_nodes = 0;
   std::size_t m_madeTextBytes = 0;
+  const xmlNode* m_unfilledText = nullptr; // made without characters, gets them later
   const xmlNode* m_writtenText = nullptr;
   int m_writtenBytes = 0;
   xmlParserCtxtPtr m_parser = nullptr;
@@ -81,6 +88,7 @@ private:
   xmlGenericErrorFunc m_outerTextFunction;
   void* m_outerTextContext;
   xmlRegisterNodeFunc m_outerNodeFunction;
+  xmlDeregisterNodeFunc m_outerFreeFunction;
 };
 
 } // namespace zep
