@@ -47,12 +47,21 @@ void PassOn(const char* text) {
   }
 }
 
+// What is said here and not to the transformation (an unknown instruction, say) leaves its state as it
+// was, although its result is not what the stylesheet says.
+void MarkError(xsltTransformContextPtr transformation) {
+  if (transformation != nullptr && transformation->state == XSLT_STATE_OK) {
+    transformation->state = XSLT_STATE_ERROR;
+  }
+}
+
 void OnXSLTError(void*, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
   XMLSession* const session = XMLSession::Current();
   if (session != nullptr) {
     session->AddMessage(format, arguments);
+    MarkError(session->Transformation());
   } else if (hostErrorFunction != nullptr) {
     char text[4096];
     std::vsnprintf(text, sizeof text, format, arguments);
