@@ -86,7 +86,10 @@ void XMLSession::Fail(const char* reason) {
     RememberPlace();
     std::snprintf(m_reason.data(), m_reason.size(), "%s", reason);
   }
-  if (m_parser != nullptr) {
+  if (m_parser != nullptr && m_isNodeInTheMaking) {
+    m_parser->disableSAX = 1; // stopping would free the text that the node is being made from
+    m_parser->wellFormed = 0;
+  } else if (m_parser != nullptr) {
     xmlStopParser(m_parser);
   }
   if (m_transformation != nullptr) {
@@ -174,7 +177,9 @@ void XMLSession::CountSearch(std::size_t textBytes, std::size_t soughtBytes) {
 void XMLSession::CountNode(const xmlNode* node) {
   CountUnfilledText();
   if (++m_nodes > m_limits.maxNodes) {
+    m_isNodeInTheMaking = true;
     Fail("there are more nodes than ZEP_XSLT_MAX_NODES allows");
+    m_isNodeInTheMaking = false;
     return;
   }
   if (node->type == XML_TEXT_NODE && m_transformation != nullptr) {

@@ -77,6 +77,7 @@ private:
   xsltTransformContextPtr m_transformation = nullptr;
 
   bool m_hasExpressionError = false;
+  bool m_isNodeInTheMaking = false;
   std::array<char, 256> m_reason{};
   std::array<char, 512> m_place{}; // the instruction that had something to say last
   std::array<char, 8192> m_messages{};
