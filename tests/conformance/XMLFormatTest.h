@@ -2,6 +2,7 @@
 
 #include "XMLExpressionTest.h"
 
+#include <set>
 #include <string>
 
 // A formatting on which nothing fails, and its log: the expression "<x/>" in compact view, with a
@@ -109,6 +110,18 @@ protected:
     return LinesOf(log, [](const std::string& line) {
       return line.starts_with("| <ERROR>") || line.starts_with("| <INDENT>");
     });
+  }
+
+  // The operations called since the log was cleared.
+  static std::set<scripted::Op> CalledOperations() {
+    std::set<scripted::Op> called;
+#define NOTE_WHEN_CALLED(name, text)                                                                         \
+  if (script().count(scripted::Op::name) > 0) {                                                              \
+    called.insert(scripted::Op::name);                                                                       \
+  }
+    SCRIPTED_OPERATIONS(NOTE_WHEN_CALLED)
+#undef NOTE_WHEN_CALLED
+    return called;
   }
 
 private:

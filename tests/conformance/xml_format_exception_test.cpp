@@ -1,7 +1,5 @@
 #include "XMLFormatTest.h"
 
-#include <set>
-
 // An exception from any call of a formatting: it passes through, everything that there is by then
 // is released in order, and the exit record is written.
 
@@ -17,18 +15,6 @@ protected:
     EXPECT_THROW(ZEPCfgXMLExpressionServices::FormatExpression("<x/>", text, customFile, 1),
                  ScriptedException);
     EXPECT_EQ(text, "as it was");
-  }
-
-  // The operations that the last formatting called.
-  static std::set<Op> CalledOperations() {
-    std::set<Op> called;
-#define NOTE_WHEN_CALLED(name, text)                                                                         \
-  if (script().count(Op::name) > 0) {                                                                        \
-    called.insert(Op::name);                                                                                 \
-  }
-    SCRIPTED_OPERATIONS(NOTE_WHEN_CALLED)
-#undef NOTE_WHEN_CALLED
-    return called;
   }
 };
 
