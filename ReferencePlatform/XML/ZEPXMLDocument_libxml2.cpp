@@ -38,6 +38,7 @@ constexpr int kStylesheetOptions = XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PAR
 // Its own limits stand in for those that the option lifts.
 constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE;
 constexpr std::size_t kMaxEntityBytes = 256;
+constexpr int kMaxEntityReferences = 10'000; // each costs as much as the text before it is long
 constexpr int kMaxStylesheetDocuments = 200;
 
 XMLSession& Session() {
@@ -75,6 +76,14 @@ void OnEntity(void* context, const xmlChar* name, int type, const xmlChar* publi
   } else {
     xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
   }
+}
+
+xmlEntityPtr OnEntityReference(void* context, const xmlChar* name) {
+  if (++Session().entityReferences > kMaxEntityReferences) {
+    Session().Fail("more than 10000 references to entities are refused");
+    return nullptr;
+  }
+  return xmlSAX2GetEntity(context, name);
 }
 
 void OnUnparsedEntity(void*, const xmlChar*, const xmlChar*, const xmlChar*, const xmlChar*) {
@@ -123,6 +132,7 @@ Parser MakeParser(XMLSession& session, const ParseJob& job) {
   parser->_private = const_cast<ParseJob*>(&job);
   parser->sax->internalSubset = OnDocumentType;
   parser->sax->entityDecl = OnEntity;
+  parser->sax->getEntity = OnEntityReference;
   parser->sax->unparsedEntityDecl = OnUnparsedEntity;
   parser->sax->attributeDecl = OnAttributeDeclaration;
   parser->sax->startElementNs = OnStartElement;

@@ -61,6 +61,7 @@ public:
   std::string includeFolder;
   std::size_t stylesheetBytes = 0; // of all its documents so far
   int stylesheetDocuments = 0;
+  int entityReferences = 0;
 
 private:
   void RememberPlace();
