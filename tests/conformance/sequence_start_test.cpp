@@ -548,4 +548,51 @@ TEST_F(SequenceStartTest, exception_passesThrough_andWhatWasMadeStays) {
   EXPECT_EQ(untried, std::set<Op>());
 }
 
+TEST_F(SequenceStartTest, exceptionInChoiceOrReport_passesThrough_andMakesNothing) {
+  struct Row {
+    int line;
+    Op operation;
+    int call;
+  };
+  const Row rows[] = {
+      Row{__LINE__, Op::IsATSTProvider, 1},    Row{__LINE__, Op::GetRepository, 1},
+      Row{__LINE__, Op::ReadAttr, 1},          Row{__LINE__, Op::ZEPExpandString, 1},
+      Row{__LINE__, Op::ZEPFileStat, 1},       Row{__LINE__, Op::ZEPGetEnv, 1},
+      Row{__LINE__, Op::GetBranchingVar, 1},   Row{__LINE__, Op::ZEPFileStat, 2},
+      Row{__LINE__, Op::ZEPGetLastError, 1},   Row{__LINE__, Op::GetMessageText, 1},
+      Row{__LINE__, Op::ZEPCleanLastError, 1},
+  };
+  // The setting's file is missing, the installation's one is there, and the first factory fails.
+  const auto prepare = [] {
+    StartTraced();
+    script().atstProvider = true;
+    script().settings["EffeCustoFilePathSetting"]["EffCustoPath"] = "C:\\s.xsl";
+    script().environment["ZEPInstallPath"] = "C:\\a";
+    script().files["C:\\a\\resources\\xsl\\CfgEffectivityDisplay.xsl"] = "<xsl:output/>";
+    script().fail(Op::CreateZEPIXMLSAX2Factory, E_ABORT);
+    script().lastError = "why";
+  };
+  prepare();
+  EXPECT_EQ(startSequence(""), E_ABORT);
+  std::set<Op> untried = CalledOperations();
+  for (const Op operation : {Op::ReleaseRepository, Op::ReleaseError, Op::CreateZEPIXMLSAX2Factory}) {
+    untried.erase(operation); // the first two give something back; the last one is tried above
+  }
+  CloseRow();
+  for (const Row& row : rows) {
+    SCOPED_TRACE("row at line " + std::to_string(row.line));
+    prepare();
+    script().allowUnused(); // the factory is not always reached
+    script().throwIn(row.operation).at(row.call);
+    EXPECT_THROW(startSequence(""), ScriptedException);
+    EXPECT_EQ(script().count(row.operation), row.call);
+    EXPECT_TRUE(Log().ends_with("exit\n<\n")) << Log();
+    EXPECT_EQ(script().records().back().line, script().records().front().line);
+    EXPECT_EQ(script().liveObjects(), "");
+    untried.erase(row.operation);
+    CloseRow();
+  }
+  EXPECT_EQ(untried, std::set<Op>());
+}
+
 } // namespace

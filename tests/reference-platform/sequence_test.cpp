@@ -71,8 +71,9 @@ protected:
 TEST_F(SequenceTest, everySample_givesTheTextOfTheOneShotFormatting) {
   const std::vector<std::string> samples = Samples();
   ASSERT_GE(samples.size(), 10U);
+  constexpr unsigned char views[] = {0, 1};
   for (const std::string& sheet : {displaySheet, branchingSheet}) {
-    for (const unsigned char compactView : {'\0', '\1'}) {
+    for (const unsigned char compactView : views) {
       Open(sheet);
       for (const std::string& sample : samples) {
         SCOPED_TRACE(sheet + ", " + sample + ", compact " + std::to_string(compactView));
