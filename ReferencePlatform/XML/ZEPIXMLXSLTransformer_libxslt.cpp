@@ -255,7 +255,7 @@ private:
     }
     const XMLLimits& limits = session.Limits();
     xsltSetTransformErrorFunc(transformation.get(), &session, OnTransformError);
-    transformation->maxTemplateDepth = limits.maxTemplateDepth;
+    transformation->maxTemplateDepth = limits.maxTemplateDepth + 1; // ours comes first, with a better message
     transformation->opLimit = limits.maxOperations;
     transformation->xpathCtxt->opLimit = limits.maxOperations;
     transformation->debugStatus = XSLT_DEBUG_RUN; // has each instruction watched

@@ -1,78 +1,242 @@
 #include "ZEPXMLFunctions_libxslt.h"
 
+#include "ZEPXMLInstructions_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
+#include <cstddef>
 #include <cstring>
+#include <memory>
+#include <string_view>
 
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
+#include <libxslt/extra.h>
+#include <libxslt/functions.h>
 #include <libxslt/variables.h>
 
 namespace zep {
 namespace {
 
-// Looks for one text in another, or for each character of one in another: what it costs is the
-// product of their lengths, in one go that no clock interrupts.
-bool IsSearch(xmlXPathFunction function) {
-  return function == xmlXPathContainsFunction || function == xmlXPathSubstringBeforeFunction ||
-         function == xmlXPathSubstringAfterFunction || function == xmlXPathTranslateFunction;
+using XMLText = std::unique_ptr<xmlChar, void (*)(void*)>;
+
+// libxml2 makes this name a function or a variable, as it was built.
+void FreeText(void* text) {
+  xmlFree(text);
 }
 
-std::size_t LengthOf(const xmlXPathObject* text) {
-  return text == nullptr || text->stringval == nullptr
-             ? 0
-             : std::strlen(reinterpret_cast<const char*>(text->stringval));
+std::string_view View(const xmlChar* text) {
+  return text == nullptr ? std::string_view() : std::string_view(reinterpret_cast<const char*>(text));
 }
 
-// Takes the texts from the stack and puts them back as strings.
-void CountSearch(XMLSession& session, xmlXPathParserContextPtr parser, int argumentCount) {
-  constexpr int kMostArguments = 3;
-  if (argumentCount < 2 || argumentCount > kMostArguments || parser->valueNr < argumentCount) {
-    return; // the function itself will say so
+// False, with the evaluation ended, when the limits allow no more.
+bool MayGoOn(XMLSession& session, xmlXPathParserContextPtr parser) {
+  session.CheckUse();
+  if (session.HasFailed()) {
+    xmlXPathErr(parser, XPATH_OP_LIMIT_EXCEEDED);
+    return false;
   }
-  xmlXPathObjectPtr arguments[kMostArguments] = {};
-  for (int i = argumentCount - 1; i >= 0; --i) {
-    arguments[i] = xmlXPathConvertString(valuePop(parser));
-  }
-  session.CountSearch(LengthOf(arguments[0]), LengthOf(arguments[1]));
-  for (int i = 0; i < argumentCount; ++i) {
-    valuePush(parser, arguments[i]);
-  }
+  return true;
 }
 
-// One place for each function, so that the names stand once.
-template <xmlXPathFunction function>
-void Watched(xmlXPathParserContextPtr parser, int argumentCount) {
-  XMLSession* const session = XMLSession::Current();
-  if (session == nullptr) {
-    function(parser, argumentCount); // a compiled expression may outlive the session it was first used in
+XMLText Pop(xmlXPathParserContextPtr parser) {
+  return {xmlXPathPopString(parser), FreeText};
+}
+
+void PushText(xmlXPathParserContextPtr parser, std::string_view text) {
+  xmlChar* const copy =
+      xmlStrndup(reinterpret_cast<const xmlChar*>(text.data()), static_cast<int>(text.size()));
+  if (copy == nullptr) {
+    xmlXPathErr(parser, XPATH_MEMORY_ERROR);
     return;
   }
-  session->CheckTime();
-  if (IsSearch(function)) {
-    CountSearch(*session, parser, argumentCount);
+  XMLSession::Current()->CountText(text.size());
+  valuePush(parser, xmlXPathWrapString(copy));
+}
+
+// ---- functions that libxml2 has too, here in linear time ---------------------------------------
+
+struct Search {
+  XMLText text;
+  XMLText pattern;
+  const char* found; // in the text, or null
+
+  std::string_view Text() const { return View(text.get()); }
+  std::size_t Position() const { return static_cast<std::size_t>(found - Text().data()); }
+};
+
+// What contains(), substring-before() and substring-after() have in common.
+Search PopSearch(xmlXPathParserContextPtr parser) {
+  Search search{{nullptr, FreeText}, {nullptr, FreeText}, nullptr};
+  search.pattern = Pop(parser);
+  search.text = Pop(parser);
+  if (search.text != nullptr && search.pattern != nullptr) {
+    const std::string_view text = search.Text();
+    const std::string_view pattern = View(search.pattern.get());
+    search.found = static_cast<const char*>(memmem(text.data(), text.size(), pattern.data(), pattern.size()));
   }
-  if (session->HasFailed()) {
-    xmlXPathErr(parser, XPATH_OP_LIMIT_EXCEEDED);
+  return search;
+}
+
+void Contains(xmlXPathParserContextPtr parser, int /*argumentCount*/) {
+  const Search search = PopSearch(parser);
+  valuePush(parser, xmlXPathNewBoolean(search.found != nullptr ? 1 : 0));
+}
+
+void SubstringBefore(xmlXPathParserContextPtr parser, int /*argumentCount*/) {
+  const Search search = PopSearch(parser);
+  PushText(parser, search.found == nullptr ? "" : search.Text().substr(0, search.Position()));
+}
+
+void SubstringAfter(xmlXPathParserContextPtr parser, int /*argumentCount*/) {
+  const Search search = PopSearch(parser);
+  const std::size_t patternBytes = View(search.pattern.get()).size();
+  PushText(parser, search.found == nullptr ? "" : search.Text().substr(search.Position() + patternBytes));
+}
+
+// Turns an argument on the stack into a text where it stands; its length in bytes.
+std::size_t MakeText(xmlXPathObjectPtr& argument) {
+  if (argument->type != XPATH_STRING) {
+    argument = xmlXPathConvertString(argument);
+  }
+  return argument == nullptr ? 0 : View(argument->stringval).size();
+}
+
+void Concat(xmlXPathParserContextPtr parser, int argumentCount) {
+  XMLSession& session = *XMLSession::Current();
+  xmlXPathObjectPtr* const arguments = parser->valueTab + (parser->valueNr - argumentCount);
+  std::size_t bytes = 0;
+  for (int i = 0; i < argumentCount; ++i) {
+    bytes += MakeText(arguments[i]);
+    parser->value = parser->valueTab[parser->valueNr - 1];
+    session.CheckTextSize(bytes);
+    if (arguments[i] == nullptr || session.HasFailed()) {
+      xmlXPathErr(parser, XPATH_MEMORY_ERROR);
+      return;
+    }
+  }
+  auto* const text = static_cast<xmlChar*>(xmlMallocAtomic(bytes + 1));
+  if (text == nullptr) {
+    xmlXPathErr(parser, XPATH_MEMORY_ERROR);
+    return;
+  }
+  std::size_t end = bytes;
+  text[end] = 0;
+  for (int i = 0; i < argumentCount; ++i) { // popped from the last one on
+    const xmlXPathObjectPtr argument = valuePop(parser);
+    const std::string_view part = View(argument->stringval);
+    end -= part.size();
+    std::memcpy(text + end, part.data(), part.size());
+    xmlXPathFreeObject(argument);
+  }
+  session.CountText(bytes);
+  valuePush(parser, xmlXPathWrapString(text));
+}
+
+// The text between the byte positions of two characters.
+std::string_view CharacterAt(const xmlChar* text, int position) {
+  const xmlChar* const character = xmlUTF8Strpos(text, position);
+  return character == nullptr ? std::string_view()
+                              : View(character).substr(0, static_cast<std::size_t>(xmlUTF8Size(character)));
+}
+
+// Each character of the first argument is looked for in the second: long ones take their time, and
+// the clock is looked at in between.
+constexpr std::size_t kLooksBetweenLooksAtTheClock = 1'000'000;
+
+void Translate(xmlXPathParserContextPtr parser, int /*argumentCount*/) {
+  XMLSession& session = *XMLSession::Current();
+  const XMLText to = Pop(parser);
+  const XMLText from = Pop(parser);
+  const XMLText text = Pop(parser);
+  const std::unique_ptr<xmlBuffer, void (*)(xmlBufferPtr)> result(xmlBufferCreate(), xmlBufferFree);
+  if (to == nullptr || from == nullptr || text == nullptr || result == nullptr) {
+    xmlXPathErr(parser, XPATH_MEMORY_ERROR);
+    return;
+  }
+  xmlBufferSetAllocationScheme(result.get(), XML_BUFFER_ALLOC_DOUBLEIT);
+  const std::size_t looks = View(from.get()).size() + View(to.get()).size() + 1;
+  std::size_t looksSoFar = 0;
+  for (std::string_view rest = View(text.get()); !rest.empty();) {
+    const auto* const character = reinterpret_cast<const xmlChar*>(rest.data());
+    const int size = xmlUTF8Size(character);
+    if (size <= 0) {
+      break;
+    }
+    const int position = xmlUTF8Strloc(from.get(), character);
+    const std::string_view replacement =
+        position < 0 ? rest.substr(0, static_cast<std::size_t>(size)) : CharacterAt(to.get(), position);
+    xmlBufferAdd(result.get(), reinterpret_cast<const xmlChar*>(replacement.data()),
+                 static_cast<int>(replacement.size()));
+    rest.remove_prefix(static_cast<std::size_t>(size));
+    looksSoFar += looks;
+    if (looksSoFar > kLooksBetweenLooksAtTheClock) {
+      looksSoFar = 0;
+      if (!MayGoOn(session, parser)) {
+        return;
+      }
+    }
+  }
+  PushText(parser, View(xmlBufferContent(result.get())));
+}
+
+// ---- functions of others -----------------------------------------------------------------------
+
+void NodeSet(xmlXPathParserContextPtr parser, int argumentCount) {
+  const xmlXPathObject* const argument = argumentCount == 1 ? parser->value : nullptr;
+  if (argument != nullptr && argument->type == XPATH_XSLT_TREE) {
+    WatchTree(*XMLSession::Current(), argument->nodesetval);
+    if (!MayGoOn(*XMLSession::Current(), parser)) {
+      return;
+    }
+  }
+  xsltFunctionNodeSet(parser, argumentCount);
+}
+
+void RefuseDocument(xmlXPathParserContextPtr parser, int /*argumentCount*/) {
+  XMLSession::Current()->Fail("a stylesheet reads no documents: document() is refused");
+  xmlXPathErr(parser, XPATH_OP_LIMIT_EXCEEDED);
+}
+
+// ---- finding functions -------------------------------------------------------------------------
+
+// One place for each function, so that the names stand once. A compiled expression keeps the
+// function that it found: all of them run inside a session.
+template <xmlXPathFunction function>
+void Watched(xmlXPathParserContextPtr parser, int argumentCount) {
+  XMLSession& session = *XMLSession::Current();
+  if (!MayGoOn(session, parser)) {
     return;
   }
   function(parser, argumentCount);
-  if (parser->value != nullptr && parser->value->type == XPATH_STRING &&
-      parser->value->stringval != nullptr) {
-    session->CountText(std::strlen(reinterpret_cast<const char*>(parser->value->stringval)));
+  if (parser->value != nullptr && parser->value->type == XPATH_STRING) {
+    session.CountText(View(parser->value->stringval).size());
   }
 }
 
-struct WatchedFunction {
-  const char* name;
+// libxml2 reports a wrong number of arguments by itself.
+template <xmlXPathFunction function, int wantedArguments, xmlXPathFunction original>
+void WithArguments(xmlXPathParserContextPtr parser, int argumentCount) {
+  if (!MayGoOn(*XMLSession::Current(), parser)) {
+    return;
+  }
+  const bool isRight =
+      wantedArguments < 0 ? argumentCount >= -wantedArguments : argumentCount == wantedArguments;
+  (isRight ? function : original)(parser, argumentCount);
+}
+
+struct NamedFunction {
+  std::string_view name;
   xmlXPathFunction function;
 };
 
-constexpr WatchedFunction kWatchedFunctions[] = {
-    {"concat", Watched<xmlXPathConcatFunction>},
-    {"contains", Watched<xmlXPathContainsFunction>},
+constexpr NamedFunction kFunctions[] = {
+    {"concat", WithArguments<Concat, -2, xmlXPathConcatFunction>},
+    {"contains", WithArguments<Contains, 2, xmlXPathContainsFunction>},
     {"count", Watched<xmlXPathCountFunction>},
+    {"document", RefuseDocument},
+    {"format-number", Watched<xsltFormatNumberFunction>},
     {"id", Watched<xmlXPathIdFunction>},
+    {"key", Watched<xsltKeyFunction>},
     {"lang", Watched<xmlXPathLangFunction>},
     {"normalize-space", Watched<xmlXPathNormalizeFunction>},
     {"number", Watched<xmlXPathNumberFunction>},
@@ -80,28 +244,51 @@ constexpr WatchedFunction kWatchedFunctions[] = {
     {"string", Watched<xmlXPathStringFunction>},
     {"string-length", Watched<xmlXPathStringLengthFunction>},
     {"substring", Watched<xmlXPathSubstringFunction>},
-    {"substring-after", Watched<xmlXPathSubstringAfterFunction>},
-    {"substring-before", Watched<xmlXPathSubstringBeforeFunction>},
+    {"substring-after", WithArguments<SubstringAfter, 2, xmlXPathSubstringAfterFunction>},
+    {"substring-before", WithArguments<SubstringBefore, 2, xmlXPathSubstringBeforeFunction>},
     {"sum", Watched<xmlXPathSumFunction>},
-    {"translate", Watched<xmlXPathTranslateFunction>},
+    {"translate", WithArguments<Translate, 3, xmlXPathTranslateFunction>},
 };
 
-xmlXPathObjectPtr FindVariable(void* transformation, const xmlChar* name, const xmlChar* uri) {
-  if (XMLSession* const session = XMLSession::Current()) {
-    session->CheckTime();
+// Those under whose names node-set() is known.
+constexpr std::string_view kNodeSetNamespaces[] = {"http://exslt.org/common", "http://icl.com/saxon",
+                                                   "http://www.jclark.com/xt",
+                                                   "http://xmlsoft.org/XSLT/namespace"};
+
+xmlXPathFunction FindExtension(std::string_view name, std::string_view uri) {
+  for (const std::string_view known : kNodeSetNamespaces) {
+    if (uri == known && name == "node-set") {
+      return NodeSet;
+    }
   }
-  return xsltXPathVariableLookup(transformation, name, uri);
+  return nullptr;
+}
+
+// Asked before libxml2's own tables. libxslt's would also find what the host has registered for the
+// whole process, and that may do anything.
+xmlXPathFunction FindFunction(void* /*transformation*/, const xmlChar* name, const xmlChar* uri) {
+  if (uri != nullptr) {
+    return FindExtension(View(name), View(uri));
+  }
+  for (const NamedFunction& known : kFunctions) {
+    if (known.name == View(name)) {
+      return known.function;
+    }
+  }
+  return nullptr;
+}
+
+xmlXPathObjectPtr FindVariable(void* transformation, const xmlChar* name, const xmlChar* uri) {
+  XMLSession& session = *XMLSession::Current();
+  session.CheckUse();
+  return session.HasFailed() ? nullptr : xsltXPathVariableLookup(transformation, name, uri);
 }
 
 } // namespace
 
 void WatchFunctions(xsltTransformContextPtr transformation) {
   xmlXPathContextPtr xpath = transformation->xpathCtxt;
-  for (const WatchedFunction& watched : kWatchedFunctions) {
-    const auto* const name = reinterpret_cast<const xmlChar*>(watched.name);
-    xmlXPathRegisterFunc(xpath, name, nullptr); // a name that is taken keeps its function
-    xmlXPathRegisterFunc(xpath, name, watched.function);
-  }
+  xmlXPathRegisterFuncLookup(xpath, FindFunction, transformation);
   xmlXPathRegisterVariableLookup(xpath, FindVariable, transformation);
 }
 

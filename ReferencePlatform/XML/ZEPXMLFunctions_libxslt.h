@@ -4,9 +4,10 @@
 
 namespace zep {
 
-// Puts functions that look at the clock and at the size of what they make in front of those XPath
-// functions that cost as much as their arguments are long, and in front of variables. The limits on
-// operations count a call as one, however long it takes.
+// Puts functions of ours in front of those XPath functions that cost as much as their arguments
+// are long, or more, and in front of variables: they look at the clock and at the size of what they
+// make. The limits on operations count a call as one, however long it takes. Of functions beyond
+// XSLT there is node-set() alone, whatever the host has registered.
 void WatchFunctions(xsltTransformContextPtr transformation);
 
 } // namespace zep

@@ -1,6 +1,7 @@
 #include "ZEPXMLHooks_libxslt.h"
 
 #include "ZEPXMLDocument_libxml2.h"
+#include "ZEPXMLInstructions_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <cstdarg>
@@ -84,11 +85,11 @@ xmlDocPtr LoadDocument(const xmlChar* uri, xmlDictPtr dictionary, int options, v
   return ParseIncludedStylesheet(*session, reinterpret_cast<const char*>(uri), dictionary);
 }
 
-void OnInstruction(xmlNodePtr, xmlNodePtr, xsltTemplatePtr, xsltTransformContextPtr transformation) {
+void OnInstruction(xmlNodePtr instruction, xmlNodePtr current, xsltTemplatePtr,
+                   xsltTransformContextPtr transformation) {
   XMLSession* const session = XMLSession::Current();
   if (session != nullptr && session->Transformation() == transformation) {
-    session->WatchWrittenText();
-    session->CheckTime();
+    WatchInstruction(*session, instruction, current);
   }
 }
 

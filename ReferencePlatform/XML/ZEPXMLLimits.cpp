@@ -25,6 +25,8 @@ XMLLimits CurrentXMLLimits() {
   limits.maxExpressionBytes = SizeFromEnvironment("ZEP_XSLT_MAX_EXPRESSION_BYTES", 64 * kMebibyte);
   limits.maxTextBytes = SizeFromEnvironment("ZEP_XSLT_MAX_OUTPUT_BYTES", 64 * kMebibyte);
   limits.maxNodes = SizeFromEnvironment("ZEP_XSLT_MAX_NODES", 5'000'000);
+  limits.maxMemoryBytes =
+      static_cast<std::size_t>(NumberFromEnvironment("ZEP_XSLT_MAX_MEMORY_BYTES", kGibibyte, 64 * kGibibyte));
   limits.maxDepth = 1'000;
   limits.maxOperations = static_cast<unsigned long>(limits.time.count()) * kOperationsPerMillisecond;
   limits.maxTemplateDepth = 3'000;

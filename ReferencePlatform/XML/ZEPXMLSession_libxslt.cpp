@@ -16,7 +16,6 @@ thread_local XMLSession* currentSession = nullptr;
 
 // All texts that a transformation makes, kept or not, against the size of its output.
 constexpr std::size_t kMadeTextFactor = 16;
-constexpr std::size_t kComparisonsPerMillisecond = 500'000; // of characters
 constexpr std::size_t kNodesBetweenLooksAtTheClock = 256;
 
 void OnError(void* session, xmlErrorPtr error) {
@@ -55,6 +54,7 @@ void OnNode(xmlNodePtr node) {
 XMLSession::XMLSession(const XMLLimits& limits)
     : m_limits(limits),
       m_deadline(std::chrono::steady_clock::now() + limits.time),
+      m_memory(limits.maxMemoryBytes),
       m_outer(currentSession) {
   EnsureXMLHooks();
   m_outerErrorFunction = xmlStructuredError;
@@ -166,14 +166,6 @@ void XMLSession::ForgetNode(const xmlNode* node) {
   }
 }
 
-void XMLSession::CountSearch(std::size_t textBytes, std::size_t soughtBytes) {
-  // Neither factor is above 2^30, the largest text that the limits allow.
-  if (textBytes * soughtBytes / kComparisonsPerMillisecond >
-      static_cast<std::size_t>(m_limits.time.count())) {
-    Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows");
-  }
-}
-
 void XMLSession::CountNode(const xmlNode* node) {
   CountUnfilledText();
   if (++m_nodes > m_limits.maxNodes) {
@@ -187,20 +179,33 @@ void XMLSession::CountNode(const xmlNode* node) {
     CountUnfilledText();
   }
   if (m_nodes % kNodesBetweenLooksAtTheClock == 0) {
-    CheckTime();
+    CheckUse();
   }
 }
 
 void XMLSession::CountText(std::size_t bytes) {
   m_madeTextBytes += bytes;
-  if (bytes > m_limits.maxTextBytes || m_madeTextBytes / kMadeTextFactor > m_limits.maxTextBytes) {
+  CheckTextSize(bytes);
+  CheckTextSize(m_madeTextBytes / kMadeTextFactor);
+}
+
+void XMLSession::CheckTextSize(std::size_t bytes) {
+  if (bytes > m_limits.maxTextBytes) {
     Fail("the stylesheet makes more text than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
   }
 }
 
-void XMLSession::CheckTime() {
-  if (m_transformation != nullptr && std::chrono::steady_clock::now() > m_deadline) {
+void XMLSession::CheckUse() {
+  if (m_transformation == nullptr || HasFailed()) {
+    return;
+  }
+  const auto now = std::chrono::steady_clock::now();
+  if (now > m_deadline) {
     Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows");
+  } else if (m_memory.IsOver(now)) {
+    Fail("the stylesheet takes more memory than ZEP_XSLT_MAX_MEMORY_BYTES allows");
+  } else if (!HasStackLeft()) {
+    Fail("the stylesheet nests its calls too deeply for the stack of this thread");
   }
 }
 
@@ -214,9 +219,7 @@ void XMLSession::WatchWrittenText() {
   const auto* const text = transformation.insert->last;
   if (text == m_writtenText && written > m_writtenBytes) {
     CountText(static_cast<std::size_t>(written - m_writtenBytes));
-    if (static_cast<std::size_t>(written) > m_limits.maxTextBytes) {
-      Fail("the stylesheet makes more text than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
-    }
+    CheckTextSize(static_cast<std::size_t>(written));
   }
   m_writtenText = text;
   m_writtenBytes = written;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZEPXMLLimits.h"
+#include "ZEPXMLMemory_posix.h"
 
 #include <array>
 #include <chrono>
@@ -43,9 +44,11 @@ public:
   void AddError(const xmlError& error);
   void CountNode(const xmlNode* node);
   void ForgetNode(const xmlNode* node); // before it is freed
-  void CountSearch(std::size_t textBytes, std::size_t soughtBytes);
   void CountText(std::size_t bytes);
-  void CheckTime();
+  // One text alone, before it is made.
+  void CheckTextSize(std::size_t bytes);
+  // Time, memory and stack of a transformation.
+  void CheckUse();
   // Counts what was appended to the text that is being written.
   void WatchWrittenText();
 
@@ -69,6 +72,7 @@ private:
 
   XMLLimits m_limits;
   std::chrono::steady_clock::time_point m_deadline;
+  XMLMemoryWatch m_memory;
   std::size_t m_nodes = 0;
   std::size_t m_madeTextBytes = 0;
   const xmlNode* m_unfilledText = nullptr; // made without characters, gets them later

@@ -1,0 +1,136 @@
+#include "ZEPXMLInstructions_libxslt.h"
+
+#include "ZEPXMLSession_libxslt.h"
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+#include <libxslt/xsltutils.h>
+
+namespace zep {
+namespace {
+
+struct Weight {
+  std::size_t nodes = 0;
+  std::size_t textBytes = 0;
+};
+
+constexpr std::size_t kNodesBetweenLooksAtTheClock = 65536;
+
+// False once the limits are passed.
+bool Add(XMLSession& session, const xmlNode& node, Weight& weight) {
+  const XMLLimits& limits = session.Limits();
+  if (node.type == XML_ELEMENT_NODE) {
+    for (const xmlAttr* attribute = node.properties; attribute != nullptr; attribute = attribute->next) {
+      weight.nodes += 2;
+    }
+  } else if (node.type == XML_TEXT_NODE && node.content != nullptr) {
+    weight.textBytes += std::strlen(reinterpret_cast<const char*>(node.content));
+  }
+  if (++weight.nodes > limits.maxNodes) {
+    session.Fail("there are more nodes than ZEP_XSLT_MAX_NODES allows");
+  }
+  session.CheckTextSize(weight.textBytes);
+  if (weight.nodes % kNodesBetweenLooksAtTheClock == 0) {
+    session.CheckUse();
+  }
+  return !session.HasFailed();
+}
+
+bool HasChildren(const xmlNode& node) {
+  return (node.type == XML_ELEMENT_NODE || node.type == XML_DOCUMENT_NODE ||
+          node.type == XML_HTML_DOCUMENT_NODE) &&
+         node.children != nullptr;
+}
+
+constexpr std::size_t kAroundElements = 1; // the document above them, or the text in the deepest one
+
+// Adds a node with all that is below it.
+void AddTree(XMLSession& session, const xmlNode& top, Weight& weight) {
+  std::size_t depth = 0;
+  const xmlNode* node = &top;
+  while (Add(session, *node, weight)) {
+    if (HasChildren(*node)) {
+      node = node->children;
+      if (++depth > session.Limits().maxDepth + kAroundElements) {
+        session.Fail("the stylesheet nests elements too deeply");
+        return;
+      }
+      continue;
+    }
+    while (node != &top && node->next == nullptr) {
+      node = node->parent;
+      --depth;
+    }
+    if (node == &top) {
+      return;
+    }
+    node = node->next;
+  }
+}
+
+bool IsCopyOf(const xmlNode& instruction) {
+  return instruction.type == XML_ELEMENT_NODE && instruction.psvi != nullptr && instruction.ns != nullptr &&
+         xmlStrEqual(instruction.ns->href, XSLT_NAMESPACE) != 0 && IS_XSLT_NAME(&instruction, "copy-of");
+}
+
+using XPathObject = std::unique_ptr<xmlXPathObject, void (*)(xmlXPathObjectPtr)>;
+
+// What a compiled instruction selects. An error in the expression is not seen here.
+XPathObject Selected(xsltTransformContextPtr transformation, const xsltStylePreComp& compiled,
+                     xmlNodePtr current) {
+  xmlXPathContext& xpath = *transformation->xpathCtxt;
+  const xmlNodePtr outerNode = xpath.node;
+  xmlNsPtr* const outerNamespaces = xpath.namespaces;
+  const int outerNamespaceCount = xpath.nsNr;
+  const int outerPosition = xpath.proximityPosition;
+  const int outerSize = xpath.contextSize;
+  xpath.node = current;
+  xpath.namespaces = compiled.nsList;
+  xpath.nsNr = compiled.nsNr;
+  XPathObject selected(xmlXPathCompiledEval(compiled.comp, &xpath), xmlXPathFreeObject);
+  xpath.node = outerNode;
+  xpath.namespaces = outerNamespaces;
+  xpath.nsNr = outerNamespaceCount;
+  xpath.proximityPosition = outerPosition;
+  xpath.contextSize = outerSize;
+  return selected;
+}
+
+// One instruction copies as much as it selects, and nothing stops it on the way.
+void WatchCopy(XMLSession& session, const xmlNode& instruction, xmlNodePtr current) {
+  const auto& compiled = *static_cast<const xsltStylePreComp*>(instruction.psvi);
+  if (compiled.comp == nullptr || current == nullptr) {
+    return;
+  }
+  const XPathObject selected = Selected(session.Transformation(), compiled, current);
+  if (selected != nullptr && (selected->type == XPATH_NODESET || selected->type == XPATH_XSLT_TREE)) {
+    WatchTree(session, selected->nodesetval);
+  }
+}
+
+} // namespace
+
+void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr current) {
+  session.WatchWrittenText();
+  session.CheckUse();
+  // libxslt stops here too, and writes out its stacks.
+  if (session.Transformation()->depth >= session.Limits().maxTemplateDepth) {
+    session.Fail("the templates call each other too deeply: an endless recursion");
+  }
+  if (!session.HasFailed() && instruction != nullptr && IsCopyOf(*instruction)) {
+    WatchCopy(session, *instruction, current);
+  }
+}
+
+void WatchTree(XMLSession& session, const xmlNodeSet* nodes) {
+  Weight weight;
+  for (int i = 0; nodes != nullptr && i < nodes->nodeNr && !session.HasFailed(); ++i) {
+    if (nodes->nodeTab[i]->type != XML_NAMESPACE_DECL) {
+      AddTree(session, *nodes->nodeTab[i], weight);
+    }
+  }
+}
+
+} // namespace zep

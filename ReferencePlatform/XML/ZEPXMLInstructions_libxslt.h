@@ -1,0 +1,18 @@
+#pragma once
+
+#include <libxml/xpath.h>
+#include <libxslt/xsltInternals.h>
+
+namespace zep {
+
+class XMLSession;
+
+// Called before each instruction of a stylesheet, with the node that is the current one. Fails the
+// session when the limits do not allow it.
+void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr current);
+
+// Fails the session when what a tree or a set of nodes holds is too deep or too much to be copied or
+// walked through: libxslt does either by recursion, and without looking up.
+void WatchTree(XMLSession& session, const xmlNodeSet* nodes);
+
+} // namespace zep
