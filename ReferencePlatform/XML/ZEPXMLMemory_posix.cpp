@@ -57,7 +57,6 @@ Stack FindStack() {
 
 XMLMemoryWatch::XMLMemoryWatch(std::size_t maxBytes)
     : m_maxBytes(maxBytes),
-      m_bytesAtStart(ResidentBytes()),
       m_nextLook(std::chrono::steady_clock::now() + kBetweenLooks) {
   ++running;
 }
@@ -72,7 +71,10 @@ bool XMLMemoryWatch::IsOver(std::chrono::steady_clock::time_point now) {
   }
   m_nextLook = now + kBetweenLooks;
   const std::size_t bytes = ResidentBytes();
-  return bytes > m_bytesAtStart && (bytes - m_bytesAtStart) / running > m_maxBytes;
+  if (m_bytesAtFirstLook == 0) {
+    m_bytesAtFirstLook = bytes;
+  }
+  return bytes > m_bytesAtFirstLook && (bytes - m_bytesAtFirstLook) / running > m_maxBytes;
 }
 
 bool HasStackLeft() {

@@ -5,7 +5,8 @@
 
 namespace zep {
 
-// How much memory the process has taken since an object of this class was made. libxml2 keeps one
+// How much memory the process has taken since an object of this class first looked, which is 20 ms
+// after it was made: short work, which is most, never asks the system. libxml2 keeps one
 // allocator for the process, so the memory of one thread cannot be told from that of others: each
 // transformation that runs adds its own share to what is allowed.
 class XMLMemoryWatch {
@@ -20,7 +21,7 @@ public:
 
 private:
   std::size_t m_maxBytes;
-  std::size_t m_bytesAtStart;
+  std::size_t m_bytesAtFirstLook = 0;
   std::chrono::steady_clock::time_point m_nextLook;
 };
 
