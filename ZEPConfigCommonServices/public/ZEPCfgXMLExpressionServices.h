@@ -54,10 +54,11 @@ public:
   // in_customXSLFile         path of a stylesheet; empty or missing: the next candidate is taken
   // in_compactView           non-zero sets the stylesheet's parameter "CompactView" to "TRUE"
   //
-  // S_OK                 formatted, or no stylesheet exists
+  // S_OK                 formatted; or nothing was: no stylesheet exists, or the platform gave no
+  //                      output source or no bytes
   // S_FALSE              the expression is empty, or no stylesheet exists and none was asked of a
   //                      server
-  // E_FAIL               the user's setting is "debug", or the platform gave no object
+  // E_FAIL               the user's setting is "debug", or the platform gave no object otherwise
   // other failure codes  that of the platform's service that failed
   //
   // Several threads may call it at once, once the server's stylesheet is there (see
@@ -107,7 +108,8 @@ public:
   // Formats one expression. The compact view, once asked for, stays until the sequence ends.
   // Raises ZEPErrorNullVar when no sequence is open, unless the expression is empty.
   //
-  // S_OK                 out_formattedExpression holds the display text
+  // S_OK                 out_formattedExpression holds the display text; it is untouched where the
+  //                      platform gave no bytes
   // S_FALSE              the expression is empty; out_formattedExpression is untouched
   // E_FAIL               the platform gave no object
   // other failure codes  that of the service that failed; out_formattedExpression is untouched and

@@ -140,10 +140,11 @@ EarlyResult makeRequest(const ZEPUnicodeString& httpCommand, const RequestTarget
   return std::nullopt;
 }
 
+// The client stays the caller's: the answer may be read through it.
 EarlyResult performQuery(const ZEPOmxSP<ZEPOmxHttpRequest>& request, ZEPCfgTracePerfo& measure,
-                         ZEPOmxSP<ZEPOmxHttpResponse>& response) {
+                         ZEPOmxSP<ZEPOmxDefaultHttpClient>& client, ZEPOmxSP<ZEPOmxHttpResponse>& response) {
   trace.Label("Perform the Query");
-  const ZEPOmxSP<ZEPOmxDefaultHttpClient> client = ZEPOmxDefaultHttpClient::Create(0);
+  client = ZEPOmxDefaultHttpClient::Create(0);
   const long result = client->Execute(request, response);
   if (trace.IsPerfoActivated()) {
     trace.Perfo(measure.endPerfo());
@@ -210,8 +211,9 @@ long callCurrentStack(const ZEPUnicodeString& httpCommand, const ZEPUnicodeStrin
   if (trace.IsPerfoActivated()) {
     trace.Perfo(measure.beginPerfo());
   }
+  ZEPOmxSP<ZEPOmxDefaultHttpClient> client;
   ZEPOmxSP<ZEPOmxHttpResponse> response;
-  if (const EarlyResult early = performQuery(request, measure, response)) {
+  if (const EarlyResult early = performQuery(request, measure, client, response)) {
     return *early;
   }
 

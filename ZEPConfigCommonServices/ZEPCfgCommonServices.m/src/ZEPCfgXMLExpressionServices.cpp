@@ -29,6 +29,7 @@
 #include "ZEPXMLPPMemoryBuffer.h"
 #include "ZEPXMLXSLTransformerOptions.h"
 
+#include <algorithm>
 #include <climits>
 #include <memory>
 #include <optional>
@@ -214,7 +215,7 @@ long removeDescriptionElement(ZEPUnicodeString& text) {
     return S_OK;
   }
   // The closing text holds the opening one, so it cannot begin further in front.
-  const int end = text.SearchSubString(texts.closingDescription, pos - 1, forward);
+  const int end = text.SearchSubString(texts.closingDescription, std::max(pos - 1, 0), forward);
   trace.Value("end", end);
   if (end < 1) {
     trace.Error("ERROR: /Description not found");
@@ -300,33 +301,35 @@ public:
     m_values.PutBack(value);
     return *this;
   }
-  long StartDocument() {
-    return Checked(m_writer.WriteStartDocument(), "ERROR : WriteStartDocument() FAILED");
+  long StartDocument(int line = __builtin_LINE()) {
+    return Checked(m_writer.WriteStartDocument(), "ERROR : WriteStartDocument() FAILED", "", line);
   }
   // With the attributes given since the last element.
-  long StartElement(const char* name) {
+  long StartElement(const char* name, int line = __builtin_LINE()) {
     const long result = m_writer.WriteStartElement(name, &m_names, &m_values);
     m_names.Clear();
     m_values.Clear();
-    return Checked(result, "ERROR: Unable to write element ", name);
+    return Checked(result, "ERROR: Unable to write element ", name, line);
   }
-  long StartPlainElement(const char* name) {
+  long StartPlainElement(const char* name, int line = __builtin_LINE()) {
     return Checked(m_writer.WriteStartElement(name, nullptr, nullptr), "ERROR: Unable to write element ",
-                   name);
+                   name, line);
   }
-  long Characters(const char* text) {
-    return Checked(m_writer.WriteCharacters(text), "ERROR: Unable to write characters ", text);
+  long Characters(const char* text, int line = __builtin_LINE()) {
+    return Checked(m_writer.WriteCharacters(text), "ERROR: Unable to write characters ", text, line);
   }
-  long EndElement(const char* name) {
-    return Checked(m_writer.WriteEndElement(), "ERROR: Unable to write end element ", name);
+  long EndElement(const char* name, int line = __builtin_LINE()) {
+    return Checked(m_writer.WriteEndElement(), "ERROR: Unable to write end element ", name, line);
   }
-  long EndDocument() { return Checked(m_writer.WriteEndDocument(), "ERROR : WriteEndDocument() FAILED"); }
-  long GetGeneratedXML(ZEPUnicodeString& expression) {
-    return Checked(m_writer.GetGeneratedXML(expression), "ERROR : GetGeneratedXML() FAILED");
+  long EndDocument(int line = __builtin_LINE()) {
+    return Checked(m_writer.WriteEndDocument(), "ERROR : WriteEndDocument() FAILED", "", line);
+  }
+  long GetGeneratedXML(ZEPUnicodeString& expression, int line = __builtin_LINE()) {
+    return Checked(m_writer.GetGeneratedXML(expression), "ERROR : GetGeneratedXML() FAILED", "", line);
   }
 
 private:
-  static long Checked(long result, const char* failure, const char* name = "", int line = __builtin_LINE()) {
+  static long Checked(long result, const char* failure, const char* name, int line) {
     if (ZEPFailed(result)) {
       trace.Error(failure, name, line);
     }
