@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <mutex>
 
+#include <libxml/globals.h>
 #include <libxslt/documents.h>
 #include <libxslt/xslt.h>
 #include <libxslt/xsltutils.h>
@@ -131,6 +132,11 @@ void RememberOwnOfLibxslt() {
   xsltSetLoaderFunc(loader);
 }
 
+// libxml2 tells of nodes only once a function has been registered, on whatever thread.
+void AskForNodes() {
+  xmlDeregisterNodeDefault(xmlDeregisterNodeDefault(nullptr));
+}
+
 } // namespace
 
 void EnsureXMLHooks() {
@@ -140,6 +146,7 @@ void EnsureXMLHooks() {
     xsltInit();
     WatchInstructions(OnInstruction);
     RememberOwnOfLibxslt();
+    AskForNodes();
     return true;
   }();
   static_cast<void>(initialised);

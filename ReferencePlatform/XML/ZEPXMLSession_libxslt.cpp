@@ -6,7 +6,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
+#include <libxml/globals.h>
 #include <libxml/xpath.h>
 
 namespace zep {
@@ -63,15 +65,16 @@ XMLSession::XMLSession(const XMLLimits& limits)
   m_outerTextFunction = xmlGenericError;
   m_outerTextContext = xmlGenericErrorContext;
   xmlSetGenericErrorFunc(this, OnText);
-  m_outerNodeFunction = xmlRegisterNodeDefault(OnNode);
-  m_outerFreeFunction = xmlDeregisterNodeDefault(OnFreedNode);
+  // Of this thread: xmlRegisterNodeDefault() would set those of the main thread.
+  m_outerNodeFunction = std::exchange(xmlRegisterNodeDefaultValue, OnNode);
+  m_outerFreeFunction = std::exchange(xmlDeregisterNodeDefaultValue, OnFreedNode);
   currentSession = this;
 }
 
 XMLSession::~XMLSession() {
   currentSession = m_outer;
-  xmlDeregisterNodeDefault(m_outerFreeFunction);
-  xmlRegisterNodeDefault(m_outerNodeFunction);
+  xmlDeregisterNodeDefaultValue = m_outerFreeFunction;
+  xmlRegisterNodeDefaultValue = m_outerNodeFunction;
   xmlSetGenericErrorFunc(m_outerTextContext, m_outerTextFunction);
   xmlSetStructuredErrorFunc(m_outerErrorContext, m_outerErrorFunction);
   xmlResetLastError();

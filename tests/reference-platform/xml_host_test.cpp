@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include <libxml/globals.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
@@ -149,6 +150,29 @@ TEST_F(XMLHost, xml_host_without_limits_of_ours) {
   ExpectFailure(Applied(kSheet, "<a>" + Repeated("<b/>", 20) + "</a>"), "ZEP_XSLT_MAX_NODES");
   EXPECT_EQ(HostApplied(TextSheet(Repeated("<b/>x", 20))), Repeated("x", 20));
   unsetenv("ZEP_XSLT_MAX_NODES");
+}
+
+TEST_F(XMLHost, xml_limits_hold_on_every_thread) {
+  UseOurs();
+  setenv("ZEP_XSLT_MAX_NODES", "10", 1);
+  const std::string expression = "<a>" + Repeated("<b/>", 20) + "</a>";
+  ExpectFailure(Applied(kSheet, expression), "ZEP_XSLT_MAX_NODES");
+  Outcome elsewhere;
+  std::thread([&] { elsewhere = Applied(kSheet, expression); }).join();
+  ExpectFailure(elsewhere, "ZEP_XSLT_MAX_NODES");
+  unsetenv("ZEP_XSLT_MAX_NODES");
+}
+
+// What a host sets on one thread is not seen on another.
+TEST_F(XMLHost, xml_host_functions_of_a_thread_are_left_to_it) {
+  UseOurs();
+  hostNodes = 0;
+  xmlRegisterNodeDefault(OnHostNode);
+  std::thread([] { UseOurs(); }).join();
+  EXPECT_EQ(hostNodes, 0);
+  EXPECT_TRUE(xmlRegisterNodeDefaultValue == OnHostNode);
+  EXPECT_EQ(HostApplied(kSheet), "host");
+  EXPECT_GT(hostNodes, 0);
 }
 
 TEST_F(XMLHost, xml_several_threads_and_a_host_at_once) {
