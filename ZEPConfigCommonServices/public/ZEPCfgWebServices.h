@@ -2,6 +2,9 @@
 
 #include "ExportedByZEPCfgCommonServices.h"
 
+#include <vector>
+
+class ZEPListValZEPPLMID;
 class ZEPUnicodeString;
 
 // Calls of the PLM server's JSON web services. Every operation returns a result code: a value that
@@ -40,4 +43,13 @@ public:
   // every verb, and every failure of the HTTP client is E_FAIL.
   static long OldCallWebService(const ZEPUnicodeString& in_httpCommand, const ZEPUnicodeString& in_url,
                                 const ZEPUnicodeString& in_json, ZEPUnicodeString& out_json);
+
+  // Gives the identifier texts from which the JSON lists of requests are made: of a configuration
+  // feature the logical identifier, of every other object the physical one, without quotes or
+  // separators.
+  //
+  // out_ids  one text for each identifier is appended, in order; those made before a failure stay
+  //
+  // S_OK for an empty list, else the code of the last service called, or of the first that failed.
+  static long BuildJsonList(const ZEPListValZEPPLMID& in_ids, std::vector<ZEPUnicodeString>& out_ids);
 };

@@ -1,5 +1,6 @@
 #include "ZEPCfgServiceTrace.h"
 
+#include "ZEPPLMID.h"
 #include "valueToMacro.h"
 
 #include <climits>
@@ -78,6 +79,16 @@ void ZEPCfgServiceTrace::DumpJoined(const char* name, const ZEPUnicodeString& te
   if (m_object.IsActivated()) {
     Write(line, name, " = [", text, rest.SubString(restStart, INT_MAX), "]");
   }
+}
+
+void ZEPCfgServiceTrace::DumpId(const char* name, const ZEPPLMID& id, int line) {
+  if (m_object.IsActivated()) {
+    Write(line, name, " = [", id.ToString(0), "]");
+  }
+}
+
+void ZEPCfgServiceTrace::Number(unsigned int number, int line) {
+  WriteDetail(line, number);
 }
 
 void ZEPCfgServiceTrace::Value(const char* name, const ZEPUnicodeString& text, int line) {

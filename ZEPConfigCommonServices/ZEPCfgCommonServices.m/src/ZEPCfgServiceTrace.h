@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+class ZEPPLMID;
+
 // The trace of one source file: its trace object, and the forms of record that the operations
 // write. Each record takes the line of the call that wrote it, so a call stays on one line: for a
 // call over several lines compilers disagree about its line.
@@ -26,6 +28,10 @@ public:
   // together only while the trace is on.
   void DumpJoined(const char* name, const ZEPUnicodeString& text, const ZEPUnicodeString& rest, int restStart,
                   int line = __builtin_LINE());
+  // The same of an identifier, whose text is asked for only while the trace is on.
+  void DumpId(const char* name, const ZEPPLMID& id, int line = __builtin_LINE());
+  // A number without a name.
+  void Number(unsigned int number, int line = __builtin_LINE());
   // name = value, without brackets
   void Value(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE());
   void Value(const char* name, const char* text, int line = __builtin_LINE());

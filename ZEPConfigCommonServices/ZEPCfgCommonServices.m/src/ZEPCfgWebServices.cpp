@@ -1,12 +1,15 @@
 #include "ZEPCfgWebServices.h"
 
 #include "QRLSysTSGetArg.h"
+#include "ZEPCfgBasicInfraServices.h"
+#include "ZEPCfgDictionaryServices.h"
 #include "ZEPCfgInfraServices.h"
 #include "ZEPCfgServiceTrace.h"
 #include "ZEPCfgTracePerfo.h"
 #include "ZEPEnvironment.h"
 #include "ZEPHResult.h"
 #include "ZEPHttpClient.h"
+#include "ZEPListValZEPPLMID.h"
 #include "ZEPOmxDefaultHttpClient.h"
 #include "ZEPOmxHttpGet.h"
 #include "ZEPOmxHttpPost.h"
@@ -15,6 +18,7 @@
 #include "ZEPOmxIOUtils.h"
 #include "ZEPOmxKeyString.h"
 #include "ZEPOmxUTF8String.h"
+#include "ZEPPLMID.h"
 #include "ZEPUTF8Conversion.h"
 #include "ZEPUnicodeString.h"
 
@@ -429,12 +433,71 @@ bool isLegacyStackChosen() {
   return setting.Compare("1") == 2;
 }
 
+// ---- identifier texts --------------------------------------------------------------------------
+
+void traceId(const ZEPPLMID& id) {
+  if (id.IsNull()) {
+    trace.Value("plmid", "[ ZEPPLMID_Null ]");
+  } else {
+    trace.DumpId("plmid", id);
+  }
+}
+
+long findIdText(const ZEPPLMID& id, ZEPUnicodeString& text) {
+  unsigned char isFeature = 0;
+  long result = ZEPCfgDictionaryServices::IsPLMIDOfType(id, entity_ConfigurationFeature, 0, isFeature);
+  if (ZEPFailed(result)) {
+    trace.Error("ERROR: IsPLMIDOfType failed");
+    return result;
+  }
+  if (isFeature != 0) {
+    trace.Label("feature");
+    result = ZEPCfgBasicInfraServices::GetLogicalID(id, text);
+    if (ZEPFailed(result)) {
+      trace.Error("ERROR: GetLogicalID failed");
+    }
+    return result;
+  }
+  trace.Label("no feature");
+  result = ZEPCfgBasicInfraServices::GetPhysicalID(id, text);
+  if (ZEPFailed(result)) {
+    trace.Error("ERROR: GetPhysicalID failed");
+  }
+  return result;
+}
+
+long collectIdTexts(const ZEPListValZEPPLMID& ids, std::vector<ZEPUnicodeString>& texts) {
+  const int count = ids.Size();
+  trace.Value("nbPLMIDs", count);
+  long result = S_OK;
+  for (int i = 1; i <= count; ++i) {
+    ZEPUnicodeString text;
+    const ZEPPLMID id = ids[i];
+    traceId(id);
+    result = findIdText(id, text);
+    if (ZEPFailed(result)) {
+      return result;
+    }
+    texts.push_back(text);
+  }
+  return result;
+}
+
+void traceIdTexts(const std::vector<ZEPUnicodeString>& texts) {
+  trace.Number(static_cast<unsigned int>(texts.size()));
+  for (const ZEPUnicodeString& text : texts) {
+    trace.Dump("plmid", text);
+  }
+}
+
 char callWebServiceSignature[] =
     "long __cdecl ZEPCfgWebServices::CallWebService(const class ZEPUnicodeString &,const class ZEPUnicodeString &,const class ZEPUnicodeString &,class ZEPUnicodeString &)";
 char newCallWebServiceSignature[] =
     "long __cdecl ZEPCfgWebServices::NewCallWebService(const class ZEPUnicodeString &,const class ZEPUnicodeString &,const class ZEPUnicodeString &,class ZEPUnicodeString &)";
 char oldCallWebServiceSignature[] =
     "long __cdecl ZEPCfgWebServices::OldCallWebService(const class ZEPUnicodeString &,const class ZEPUnicodeString &,const class ZEPUnicodeString &,class ZEPUnicodeString &)";
+char buildJsonListSignature[] =
+    "long __cdecl ZEPCfgWebServices::BuildJsonList(const class ZEPListValZEPPLMID &,class std::vector<class ZEPUnicodeString,class std::allocator<class ZEPUnicodeString> > &)";
 
 } // namespace
 
@@ -461,6 +524,15 @@ long ZEPCfgWebServices::OldCallWebService(const ZEPUnicodeString& in_httpCommand
                                           ZEPUnicodeString& out_json) {
   const TracedMethod method(oldCallWebServiceSignature);
   const long result = callLegacyStack(in_httpCommand, in_url, in_json, out_json);
+  trace.Result(result);
+  return result;
+}
+
+long ZEPCfgWebServices::BuildJsonList(const ZEPListValZEPPLMID& in_ids,
+                                      std::vector<ZEPUnicodeString>& out_ids) {
+  const TracedMethod method(buildJsonListSignature);
+  const long result = collectIdTexts(in_ids, out_ids);
+  traceIdTexts(out_ids);
   trace.Result(result);
   return result;
 }
