@@ -1,5 +1,7 @@
 #include "WebCallTest.h"
 
+#include "UTF8Texts.h"
+
 #include <sstream>
 #include <stdexcept>
 
@@ -220,9 +222,7 @@ void WebCallTest::AnswerInPieces(const std::string& status, const std::vector<st
 }
 
 ZEPUnicodeString WebCallTest::Text(const std::string& utf8) {
-  ZEPUnicodeString text;
-  text.BuildFromUTF8(utf8.data(), utf8.size());
-  return text;
+  return textOf(utf8);
 }
 
 long WebCallTest::Run(const WebCall& call, ZEPUnicodeString& answer) {

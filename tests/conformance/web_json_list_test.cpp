@@ -1,9 +1,7 @@
 #include "AllocationWatch.h"
+#include "UTF8Texts.h"
 #include "WebCallTest.h"
 #include "ZEPListValZEPPLMID.h"
-#include "ZEPUTF8Conversion.h"
-
-#include <exception>
 
 // The identifier texts for the JSON lists of requests. The steps are those of WebCallTest.h.
 
@@ -51,17 +49,6 @@ std::string partSteps(const std::string& id) {
 }
 
 // ---- calls ----
-
-ZEPUnicodeString textOf(const std::string& utf8) {
-  ZEPUnicodeString text;
-  text.BuildFromUTF8(utf8.data(), utf8.size());
-  return text;
-}
-
-std::string utf8Of(const ZEPUnicodeString& text) {
-  const ZEPUTF8Conversion converted(text);
-  return {converted.Bytes(), converted.ByteCount()};
-}
 
 ZEPListValZEPPLMID listOf(const Texts& ids) {
   ZEPListValZEPPLMID list;
