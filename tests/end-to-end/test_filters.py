@@ -416,3 +416,12 @@ def test_compiled_form_goes_through_a_pipe(zepcfg, xml):
     one = subprocess.run([zepcfg.path, "compile", xml(TRUE)], capture_output=True, env=zepcfg.environment, timeout=60)
     assert one.returncode == 0
     assert json.loads(zepcfg("includes", "--json", xml(V6_OR_V8), "-", stdin=one.stdout).ok().out)["included"] is True
+
+
+@pytest.mark.parametrize("command", ["compile", "includes"])
+def test_input_that_is_too_large_is_refused(zepcfg, xml, compiled, tmp_path, command):
+    large = compiled(TRUE)
+    with large.open("r+b") as file:
+        file.truncate((256 << 20) + 1)
+    arguments = ["-o", tmp_path / "out", large] if command == "compile" else [xml(TRUE), large]
+    zepcfg(command, *arguments).failed(large.name, "larger than 256 MiB")
