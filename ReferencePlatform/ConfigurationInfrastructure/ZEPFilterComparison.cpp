@@ -148,34 +148,38 @@ public:
     }
     const Filter candidate = ReadFilterBinary(binary, m_limits);
     const FilterTranslation translation(candidate.variables, m_reference.variables);
-    std::vector<std::size_t> places; // of the terms that are left
-    std::vector<FilterTerm> terms;
-    for (std::size_t place = 0; place < candidate.terms.size(); ++place) {
-      FilterTerm term = translation.Translated(candidate.terms[place]);
-      if (!m_index.IsIncludedInATerm(term)) {
-        places.push_back(place);
-        terms.push_back(std::move(term));
-      }
-    }
-    const auto outsider = FindOutsider(terms);
+    const auto outsider = FindOutsider(candidate, translation);
     if (!outsider) {
       return std::nullopt;
     }
     return Explanation(candidate, m_reference, translation)
-        .Explain(candidate.terms[places[outsider->term]], outsider->numbers);
+        .Explain(candidate.terms[outsider->term], outsider->numbers);
   }
 
 private:
-  std::optional<FilterSolver::Outsider> FindOutsider(const std::vector<FilterTerm>& terms) {
-    if (terms.empty()) {
-      return std::nullopt;
-    }
-    for (std::size_t place = 0; place < std::min(terms.size(), kTries); ++place) {
-      if (auto outsider = Try(terms[place], place)) {
-        return outsider;
+  // With the place of its term in the candidate.
+  std::optional<FilterSolver::Outsider> FindOutsider(const Filter& candidate,
+                                                     const FilterTranslation& translation) {
+    std::vector<FilterTerm> terms; // that no term of the reference includes
+    std::vector<std::size_t> places;
+    for (std::size_t place = 0; place < candidate.terms.size(); ++place) {
+      FilterTerm term = translation.Translated(candidate.terms[place]);
+      if (m_index.IsIncludedInATerm(term)) {
+        continue;
       }
+      if (terms.size() < kTries) {
+        if (auto outsider = Try(term, place)) {
+          return outsider;
+        }
+      }
+      terms.push_back(std::move(term));
+      places.push_back(place);
     }
-    return Solver().Find(terms);
+    auto outsider = terms.empty() ? std::nullopt : Solver().Find(terms);
+    if (outsider) {
+      outsider->term = places[outsider->term];
+    }
+    return outsider;
   }
 
   // One configuration of the term, with names that nobody mentioned where it may be.
