@@ -176,6 +176,20 @@ TEST(FilterComparison, counterexample_saysWhatMatters) {
               ElementsAre("feature Seats=5", "date =2025-01-02"));
 }
 
+// Each term needs several of the reference's, and the last one has a hole that no first guess finds.
+TEST(FilterComparison, counterexample_isOfTheTermThatHasIt) {
+  const std::string v6 = Feature("Engine", {"V6"});
+  const std::string v8 = Feature("Engine", {"V8"});
+  const std::string both = Feature("Engine", {"V6", "V8"});
+  const std::string reference =
+      Or(And(both + Units("1", "10")) + And(both + Units("11", "24")) + And(both + Units("26", "40")));
+  const std::string fitting = And(v6 + Units("5", "20"));
+  EXPECT_THAT(Counterexample(Or(fitting + And(v8 + Units("5", "30"))), reference),
+              ElementsAre("feature Engine=V8", "unit =25"));
+  EXPECT_THAT(Counterexample(Or(And(v6 + Units("5", "30")) + And(v8 + Units("5", "20"))), reference),
+              ElementsAre("feature Engine=V6", "unit =25"));
+}
+
 // One reference, many candidates: what was learnt from one must not change the answer for the next.
 TEST(FilterComparison, severalCandidates_haveAnAnswerEach_inTheirOrder) {
   ZEPListValZEPBinary candidates;
