@@ -181,8 +181,8 @@ TEST(FilterComparison, counterexample_isOfTheTermThatHasIt) {
   const std::string v6 = Feature("Engine", {"V6"});
   const std::string v8 = Feature("Engine", {"V8"});
   const std::string both = Feature("Engine", {"V6", "V8"});
-  const std::string reference =
-      Or(And(both + Units("1", "10")) + And(both + Units("11", "24")) + And(both + Units("26", "40")));
+  const std::string reference = Or(And(v6 + Units("1", "15")) + And(v8 + Units("1", "9")) +
+                                   And(both + Or(Units("10", "24") + Units("26", "40"))));
   const std::string fitting = And(v6 + Units("5", "20"));
   EXPECT_THAT(Counterexample(Or(fitting + And(v8 + Units("5", "30"))), reference),
               ElementsAre("feature Engine=V8", "unit =25"));
