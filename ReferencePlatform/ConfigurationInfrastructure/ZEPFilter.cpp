@@ -44,6 +44,14 @@ const FilterLiteral* FindLiteral(const FilterTerm& term, std::uint32_t variable)
   return literal != term.end() && literal->variable == variable ? &*literal : nullptr;
 }
 
+std::size_t RangeCount(const FilterTerm& term) {
+  std::size_t count = 0;
+  for (const FilterLiteral& literal : term) {
+    count += literal.numbers.size();
+  }
+  return count;
+}
+
 FilterLimits CurrentFilterLimits() {
   const auto maxTerms =
       static_cast<std::size_t>(NumberFromEnvironment("ZEP_FILTER_MAX_TERMS", 65'536, kMaxTermsEver));

@@ -51,6 +51,8 @@ using FilterTerm = std::vector<FilterLiteral>;
 // What the term says of the variable, or null.
 const FilterLiteral* FindLiteral(const FilterTerm& term, std::uint32_t variable);
 
+std::size_t RangeCount(const FilterTerm& term);
+
 // A disjunctive normal form: selects the configurations for which a term is true. Without terms it
 // selects none, with a term without literals all.
 struct Filter {

@@ -5,9 +5,7 @@
 #include "ZEPFilter_generated.h"
 #include "ZEPTranscoding.h"
 
-#include <algorithm>
 #include <cstring>
-#include <functional>
 #include <string>
 
 #include <zlib.h>
@@ -39,14 +37,18 @@ std::uint32_t Checksum(const std::uint8_t* bytes, std::size_t count) {
 flatbuffers::Offset<binary::Variable> Written(flatbuffers::FlatBufferBuilder& builder,
                                               const FilterVariable& variable) {
   const auto name = builder.CreateString(variable.name);
-  const auto values = builder.CreateVectorOfStrings(variable.values);
-  return binary::CreateVariable(builder, static_cast<std::uint8_t>(variable.kind), name, values);
+  return binary::CreateVariable(builder, static_cast<std::uint8_t>(variable.kind), name,
+                                static_cast<std::uint32_t>(variable.values.size()));
 }
 
 void WriteFilter(flatbuffers::FlatBufferBuilder& builder, const Filter& filter) {
   std::vector<flatbuffers::Offset<binary::Variable>> variables;
+  std::vector<flatbuffers::Offset<flatbuffers::String>> values;
   for (const FilterVariable& variable : filter.variables) {
     variables.push_back(Written(builder, variable));
+    for (const std::string& value : variable.values) {
+      values.push_back(builder.CreateString(value));
+    }
   }
   std::vector<std::uint32_t> literalCounts;
   std::vector<binary::Literal> literals;
@@ -60,50 +62,69 @@ void WriteFilter(flatbuffers::FlatBufferBuilder& builder, const Filter& filter) 
       }
     }
   }
-  builder.Finish(binary::CreateFilterDirect(builder, &variables, &literalCounts, &literals, &ranges));
+  builder.Finish(
+      binary::CreateFilterDirect(builder, &variables, &values, &literalCounts, &literals, &ranges));
 }
 
 // ---- reading -----------------------------------------------------------------------------------
-
-std::string ReadText(const flatbuffers::String* text) {
-  Require(text != nullptr, "a text is missing");
-  std::string bytes = text->str();
-  const std::u16string units = UTF16FromUTF8(bytes.data(), bytes.size());
-  Require(UTF8FromUTF16(units.data(), units.size()) == bytes, "a text is not UTF-8");
-  return bytes;
-}
 
 bool HasName(FilterVariableKind kind) {
   return kind == FilterVariableKind::Feature || kind == FilterVariableKind::Inherited;
 }
 
-FilterVariable ReadVariable(const binary::Variable* written) {
-  Require(written != nullptr && written->kind() <= static_cast<std::uint8_t>(kLastVariableKind),
-          "a variable is of no known kind");
-  FilterVariable variable{static_cast<FilterVariableKind>(written->kind()), ReadText(written->name()), {}};
-  Require(variable.name.empty() != HasName(variable.kind), "a variable has a name that its kind cannot have");
-  Require(written->values() != nullptr && (written->values()->size() > 0) == HasNames(variable.kind),
-          "a variable has values that its kind cannot have");
-  for (const flatbuffers::String* const value : *written->values()) {
-    variable.values.push_back(ReadText(value));
+class VariableReader {
+public:
+  VariableReader(const binary::Filter& written, std::size_t byteCount)
+      : m_written(written),
+        m_bytesLeft(byteCount) {
+    Require(written.variables() != nullptr && written.variables()->size() <= kMaxVariables,
+            "the variables are missing or too many");
+    Require(written.values() != nullptr, "the values are missing");
   }
-  Require(std::adjacent_find(variable.values.begin(), variable.values.end(), std::greater_equal<>()) ==
-              variable.values.end(),
-          "values are not in order");
-  return variable;
-}
 
-std::vector<FilterVariable> ReadVariables(const binary::Filter& written) {
-  Require(written.variables() != nullptr && written.variables()->size() <= kMaxVariables,
-          "the variables are missing or too many");
-  std::vector<FilterVariable> variables;
-  for (const binary::Variable* const variable : *written.variables()) {
-    variables.push_back(ReadVariable(variable));
-    Require(variables.size() < 2 || IsBefore(variables.end()[-2], variables.back()),
-            "variables are not in order");
+  std::vector<FilterVariable> Read() {
+    std::vector<FilterVariable> variables;
+    for (const binary::Variable* const variable : *m_written.variables()) {
+      variables.push_back(ReadVariable(variable));
+      Require(variables.size() < 2 || IsBefore(variables.end()[-2], variables.back()),
+              "variables are not in order");
+    }
+    Require(m_value == m_written.values()->size(), "there are values of no variable");
+    return variables;
   }
-  return variables;
-}
+
+private:
+  FilterVariable ReadVariable(const binary::Variable* written) {
+    Require(written != nullptr && written->kind() <= static_cast<std::uint8_t>(kLastVariableKind),
+            "a variable is of no known kind");
+    FilterVariable variable{static_cast<FilterVariableKind>(written->kind()), ReadText(written->name()), {}};
+    Require(variable.name.empty() != HasName(variable.kind),
+            "a variable has a name that its kind cannot have");
+    Require((written->value_count() > 0) == HasNames(variable.kind),
+            "a variable has values that its kind cannot have");
+    Require(written->value_count() <= m_written.values()->size() - m_value, "values are missing");
+    for (std::uint32_t i = 0; i < written->value_count(); ++i) {
+      variable.values.push_back(ReadText(m_written.values()->Get(m_value++)));
+      Require(i == 0 || variable.values[i - 1] < variable.values[i], "values are not in order");
+    }
+    return variable;
+  }
+
+  // Texts may share bytes, and would be as many times as large when they are copied.
+  std::string ReadText(const flatbuffers::String* text) {
+    Require(text != nullptr, "a text is missing");
+    Require(text->size() <= m_bytesLeft, "texts overlap");
+    m_bytesLeft -= text->size();
+    std::string bytes = text->str();
+    const std::u16string units = UTF16FromUTF8(bytes.data(), bytes.size());
+    Require(UTF8FromUTF16(units.data(), units.size()) == bytes, "a text is not UTF-8");
+    return bytes;
+  }
+
+  const binary::Filter& m_written;
+  std::size_t m_bytesLeft; // that texts can have
+  flatbuffers::uoffset_t m_value = 0;
+};
 
 // The names that nobody mentioned stand together.
 bool SplitsUnknownNames(const RangeSet& numbers, const FilterVariable& variable) {
@@ -237,7 +258,7 @@ Filter ReadFilterBinary(const ZEPBinary& binary, const FilterLimits& limits) {
   Require(verifier.VerifyBuffer<binary::Filter>(nullptr), "the structure of its content");
   const auto& written = *flatbuffers::GetRoot<binary::Filter>(compiled.filter()->data());
   Filter filter;
-  filter.variables = ReadVariables(written);
+  filter.variables = VariableReader(written, compiled.filter()->size()).Read();
   filter.terms = TermReader(filter.variables, written, limits).Read();
   Require(IsSame(FilterBinary(filter), binary), "it is not written as a compiler writes it");
   return filter;

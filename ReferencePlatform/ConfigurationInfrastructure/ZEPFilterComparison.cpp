@@ -162,7 +162,9 @@ private:
                                                      const FilterTranslation& translation) {
     std::vector<FilterTerm> terms; // that no term of the reference includes
     std::vector<std::size_t> places;
+    std::size_t ranges = 0;
     for (std::size_t place = 0; place < candidate.terms.size(); ++place) {
+      CheckTime();
       FilterTerm term = translation.Translated(candidate.terms[place]);
       if (m_index.IsIncludedInATerm(term)) {
         continue;
@@ -172,6 +174,8 @@ private:
           return outsider;
         }
       }
+      ranges += RangeCount(term);
+      CheckRanges(ranges);
       terms.push_back(std::move(term));
       places.push_back(place);
     }
@@ -202,6 +206,20 @@ private:
     }
     const std::int64_t number = AnyOf(numbers);
     return {number, number};
+  }
+
+  void CheckTime() const {
+    if (std::chrono::steady_clock::now() > m_deadline) {
+      throw FilterWorkLimit(kTakesTooLong);
+    }
+  }
+
+  // A range of names can fall into as many as the reference has names.
+  void CheckRanges(std::size_t count) const {
+    if (count > m_limits.maxRanges) {
+      throw FilterWorkLimit("the comparison has to look at more than " + std::to_string(m_limits.maxRanges) +
+                            " values and ranges (64 for each term of ZEP_FILTER_MAX_TERMS)");
+    }
   }
 
   FilterSolver& Solver() {

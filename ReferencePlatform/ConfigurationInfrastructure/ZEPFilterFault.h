@@ -17,4 +17,6 @@ public:
   using FilterFault::FilterFault;
 };
 
+inline constexpr const char* kTakesTooLong = "the comparison takes longer than ZEP_FILTER_TIMEOUT_MS allows";
+
 } // namespace zep

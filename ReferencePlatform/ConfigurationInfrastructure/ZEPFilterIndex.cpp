@@ -6,21 +6,7 @@ namespace zep {
 namespace {
 
 constexpr std::int64_t kFewNumbers = 8;
-constexpr std::size_t kMaxComparisons = 10'000'000; // of literals
-
-bool IsIncluded(const FilterTerm& inner, const FilterTerm& outer) {
-  auto literal = inner.begin();
-  for (const FilterLiteral& wanted : outer) {
-    while (literal != inner.end() && literal->variable < wanted.variable) {
-      ++literal;
-    }
-    if (literal == inner.end() || literal->variable != wanted.variable ||
-        !Includes(wanted.numbers, literal->numbers)) {
-      return false;
-    }
-  }
-  return true;
-}
+constexpr std::size_t kMaxWork = 40'000'000; // ranges that are compared
 
 bool HasFewNumbers(const RangeSet& numbers) {
   std::int64_t count = 0;
@@ -90,21 +76,37 @@ bool FilterIndex::IsIncludedInATerm(const FilterTerm& term) {
 }
 
 bool FilterIndex::HasGivenUp() const {
-  return m_comparisons > kMaxComparisons;
+  return m_work > kMaxWork;
 }
 
 bool FilterIndex::IsIncludedInOneOf(const Places& places, const FilterTerm& term) {
   for (const std::uint32_t place : places) {
-    const FilterTerm& outer = m_filter.terms[place];
-    m_comparisons += outer.size();
+    if (IsIncluded(term, m_filter.terms[place])) {
+      return true;
+    }
     if (HasGivenUp()) {
       return false;
     }
-    if (IsIncluded(term, outer)) {
-      return true;
-    }
   }
   return false;
+}
+
+bool FilterIndex::IsIncluded(const FilterTerm& inner, const FilterTerm& outer) {
+  ++m_work;
+  auto literal = inner.begin();
+  for (const FilterLiteral& wanted : outer) {
+    for (; literal != inner.end() && literal->variable < wanted.variable; ++literal) {
+      ++m_work;
+    }
+    if (literal == inner.end() || literal->variable != wanted.variable) {
+      return false;
+    }
+    m_work += 1 + wanted.numbers.size() + literal->numbers.size();
+    if (!Includes(wanted.numbers, literal->numbers)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 } // namespace zep

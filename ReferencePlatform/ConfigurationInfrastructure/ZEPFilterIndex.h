@@ -15,7 +15,7 @@ public:
 
   // The term is in the filter's numbers.
   bool IsIncludedInATerm(const FilterTerm& term);
-  // After too many comparisons a "no" says nothing any more.
+  // After too much work a "no" says nothing any more.
   bool HasGivenUp() const;
 
 private:
@@ -23,13 +23,14 @@ private:
 
   void Enter(std::uint32_t place, const std::vector<std::size_t>& uses);
   bool IsIncludedInOneOf(const Places& places, const FilterTerm& term);
+  bool IsIncluded(const FilterTerm& inner, const FilterTerm& outer);
 
   const Filter& m_filter;
   bool m_includesAll = false;
   // Terms with few names for a variable stand under each of them, the others under the variable.
   std::vector<std::unordered_map<std::int64_t, Places>> m_byNumber;
   std::vector<Places> m_byVariable;
-  std::size_t m_comparisons = 0;
+  std::size_t m_work = 0;
 };
 
 } // namespace zep

@@ -3,6 +3,7 @@
 #include "ZEPFilterFault.h"
 #include "ZEPFilterSimplification.h"
 
+#include <algorithm>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -12,16 +13,11 @@ namespace {
 
 using Terms = std::vector<FilterTerm>;
 
-// Literals and ranges on the way, however few are left of them at the end.
+// Literals and ranges that are looked at on the way, however few are left of them at the end.
 constexpr std::size_t kWorkPerTerm = 512;
 
-std::size_t RangeCount(const FilterTerm& term) {
-  std::size_t count = 0;
-  for (const FilterLiteral& literal : term) {
-    count += literal.numbers.size();
-  }
-  return count;
-}
+// What to do about a normal form that is too large.
+constexpr const char* kAdvice = ": say it with fewer alternatives inside And, or fewer conditions inside Not";
 
 class NormalForm {
 public:
@@ -43,7 +39,7 @@ public:
     for (const FilterCondition& part : condition.parts) {
       Terms more = TermsOf(part, isNegated);
       if (isConjunction) {
-        terms = Shorter(Product(terms, more));
+        terms = Simplified(Product(terms, more), m_variables);
       } else {
         std::move(more.begin(), more.end(), std::back_inserter(terms));
         CheckSize(terms);
@@ -62,7 +58,7 @@ private:
     return numbers == RangeSet{domain} ? Terms{{}} : Terms{{{literal.variable, std::move(numbers)}}};
   }
 
-  Terms Product(const Terms& left, const Terms& right) const {
+  Terms Product(const Terms& left, const Terms& right) {
     Terms product;
     for (const FilterTerm& l : left) {
       for (const FilterTerm& r : right) {
@@ -76,24 +72,31 @@ private:
   }
 
   // False where no configuration fits both.
-  static bool Conjunction(const FilterTerm& left, const FilterTerm& right, FilterTerm& both) {
+  bool Conjunction(const FilterTerm& left, const FilterTerm& right, FilterTerm& both) {
+    CountWork(1);
     auto l = left.begin();
     auto r = right.begin();
     while (l != left.end() && r != right.end()) {
       if (l->variable < r->variable) {
-        both.push_back(*l++);
+        Append(both, *l++);
       } else if (r->variable < l->variable) {
-        both.push_back(*r++);
+        Append(both, *r++);
       } else {
+        CountWork(1 + l->numbers.size() + r->numbers.size());
         both.push_back({l->variable, Intersection(l++->numbers, r++->numbers)});
         if (both.back().numbers.empty()) {
           return false;
         }
       }
     }
-    both.insert(both.end(), l, left.end());
-    both.insert(both.end(), r, right.end());
+    std::for_each(l, left.end(), [&](const FilterLiteral& literal) { Append(both, literal); });
+    std::for_each(r, right.end(), [&](const FilterLiteral& literal) { Append(both, literal); });
     return true;
+  }
+
+  void Append(FilterTerm& term, const FilterLiteral& literal) {
+    CountWork(1 + literal.numbers.size());
+    term.push_back(literal);
   }
 
   void Add(Terms& terms, FilterTerm term) const {
@@ -103,25 +106,28 @@ private:
 
   Terms Shorter(Terms terms) {
     for (const FilterTerm& term : terms) {
-      m_work += term.size() + RangeCount(term);
-    }
-    if (m_work > m_limits.maxTerms * kWorkPerTerm) {
-      FailAsTooLarge();
+      CountWork(term.size() + RangeCount(term));
     }
     return Simplified(std::move(terms), m_variables);
   }
 
   void CheckSize(const Terms& terms) const {
     if (terms.size() > m_limits.maxTerms) {
-      FailAsTooLarge();
+      throw FilterFault("its disjunctive normal form, or a step on the way to it, has more than " +
+                        std::to_string(m_limits.maxTerms) + " terms (ZEP_FILTER_MAX_TERMS)" + kAdvice);
     }
   }
 
-  [[noreturn]] void FailAsTooLarge() const {
-    throw FilterFault("its disjunctive normal form, or a step on the way to it, has more than " +
-                      std::to_string(m_limits.maxTerms) +
-                      " terms (ZEP_FILTER_MAX_TERMS): say it with fewer alternatives inside And, or fewer "
-                      "conditions inside Not");
+  // Before it is done: that bounds the memory too.
+  void CountWork(std::size_t work) {
+    m_work += work;
+    const std::size_t limit = m_limits.maxTerms * kWorkPerTerm;
+    if (m_work > limit) {
+      throw FilterFault("on the way to its disjunctive normal form, more than " + std::to_string(limit) +
+                        " conditions, values and ranges have to be looked at (512 for each term of "
+                        "ZEP_FILTER_MAX_TERMS)" +
+                        kAdvice);
+    }
   }
 
   const std::vector<FilterVariable>& m_variables;

@@ -85,7 +85,7 @@ public:
     m_solver.assume(question);
     const int answer = m_solver.solve();
     if (answer == 0) {
-      throw FilterWorkLimit("the comparison takes longer than ZEP_FILTER_TIMEOUT_MS allows");
+      throw FilterWorkLimit(kTakesTooLong);
     }
     std::optional<Outsider> outsider;
     if (answer == 10) {

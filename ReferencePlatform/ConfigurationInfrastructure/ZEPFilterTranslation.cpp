@@ -26,13 +26,13 @@ std::vector<std::int64_t> NumbersOf(const std::vector<std::string>& own,
 
 FilterTranslation::FilterTranslation(const std::vector<FilterVariable>& candidate,
                                      const std::vector<FilterVariable>& reference)
-    : m_candidate(candidate),
-      m_reference(reference) {
+    : m_candidate(candidate) {
   for (const FilterVariable& own : candidate) {
     const auto place = std::lower_bound(reference.begin(), reference.end(), own, IsBefore);
     if (place != reference.end() && IsSameVariable(*place, own)) {
-      m_places.push_back(
-          {static_cast<std::uint32_t>(place - reference.begin()), NumbersOf(own.values, place->values)});
+      m_places.push_back({static_cast<std::uint32_t>(place - reference.begin()),
+                          NumbersOf(own.values, place->values),
+                          static_cast<std::int64_t>(place->values.size())});
     } else {
       m_places.push_back({});
     }
@@ -44,38 +44,32 @@ FilterTerm FilterTranslation::Translated(const FilterTerm& term) const {
   for (const FilterLiteral& literal : term) {
     const Place& place = m_places[literal.variable];
     if (place.variable != kUnknown) {
+      const bool isOfNames = HasNames(m_candidate[literal.variable].kind);
       translated.push_back(
-          {place.variable, Translated(literal.numbers, m_candidate[literal.variable], place)});
+          {place.variable, isOfNames ? Translated(literal.numbers, place) : literal.numbers});
     }
   }
   return translated;
 }
 
-// The set may come out as the whole domain.
-RangeSet FilterTranslation::Translated(const RangeSet& numbers, const FilterVariable& own,
-                                       const Place& place) const {
-  if (!HasNames(own.kind)) {
-    return numbers;
-  }
+// By way of the names that the set holds or, where it holds all but a few, of these few: never by way of
+// all that there are. The set may come out as the whole domain.
+RangeSet FilterTranslation::Translated(const RangeSet& numbers, const Place& place) {
+  const Range domain = DomainOf(FilterVariableKind::Feature);
+  const bool isOpen = numbers.back().last == kNoLast;
   std::vector<Range> translated;
-  std::vector<bool> isNamed(m_reference[place.variable].values.size() + 1);
-  const auto unmentioned = static_cast<std::int64_t>(isNamed.size() - 1);
-  for (std::size_t value = 0; value < place.values.size(); ++value) {
-    const std::int64_t number = place.values[value];
-    isNamed[static_cast<std::size_t>(number)] = true;
-    if (Includes(numbers, static_cast<std::int64_t>(value))) {
-      translated.push_back({number, number == unmentioned ? kNoLast : number});
-    }
-  }
-  if (numbers.back().last == kNoLast) {
-    for (std::int64_t number = 0; number < unmentioned; ++number) {
-      if (!isNamed[static_cast<std::size_t>(number)]) {
+  for (const Range& range : isOpen ? Complement(numbers, domain) : numbers) {
+    for (std::int64_t value = range.first; value <= range.last; ++value) {
+      const std::int64_t number = place.values[static_cast<std::size_t>(value)];
+      if (number != place.unmentioned) {
         translated.push_back({number, number});
+      } else if (!isOpen) { // an open set holds others of the unmentioned names
+        translated.push_back({number, kNoLast});
       }
     }
-    translated.push_back({unmentioned, kNoLast});
   }
-  return Joined(std::move(translated));
+  RangeSet joined = Joined(std::move(translated));
+  return isOpen ? Complement(joined, domain) : joined;
 }
 
 } // namespace zep

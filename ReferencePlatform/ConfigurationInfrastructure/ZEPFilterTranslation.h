@@ -9,7 +9,7 @@ namespace zep {
 // does not know nothing is said.
 class FilterTranslation {
 public:
-  // Both have to outlive the translation.
+  // The candidate has to outlive the translation.
   FilterTranslation(const std::vector<FilterVariable>& candidate,
                     const std::vector<FilterVariable>& reference);
 
@@ -28,12 +28,12 @@ private:
   struct Place {
     std::uint32_t variable = kUnknown;
     std::vector<std::int64_t> values;
+    std::int64_t unmentioned = 0; // the first number of the names that the reference does not know
   };
 
-  RangeSet Translated(const RangeSet& numbers, const FilterVariable& own, const Place& place) const;
+  static RangeSet Translated(const RangeSet& numbers, const Place& place);
 
   const std::vector<FilterVariable>& m_candidate;
-  const std::vector<FilterVariable>& m_reference;
   std::vector<Place> m_places;
 };
 

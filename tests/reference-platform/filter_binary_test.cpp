@@ -92,6 +92,7 @@ struct Variable {
   std::uint8_t kind;
   std::string name;
   std::vector<std::string> values;
+  std::uint32_t valuesTooMany = 0; // that it claims to have
 };
 
 struct Content {
@@ -103,24 +104,33 @@ struct Content {
   bool isChecksumRight = true;
 };
 
-ZEPBinary Written(const Content& content) {
-  flatbuffers::FlatBufferBuilder inner;
-  std::vector<flatbuffers::Offset<zep::binary::Variable>> variables;
-  for (const Variable& variable : content.variables) {
-    const auto name = inner.CreateString(variable.name);
-    const auto values = inner.CreateVectorOfStrings(variable.values);
-    variables.push_back(zep::binary::CreateVariable(inner, variable.kind, name, values));
-  }
-  inner.Finish(zep::binary::CreateFilterDirect(inner, &variables, &content.literalCounts, &content.literals,
-                                               &content.ranges));
+ZEPBinary Wrapped(const flatbuffers::FlatBufferBuilder& inner, std::uint32_t version = 1,
+                  bool isChecksumRight = true) {
   flatbuffers::FlatBufferBuilder outer;
   outer.ForceVectorAlignment(inner.GetSize(), 1, 8);
   const auto bytes = outer.CreateVector(inner.GetBufferPointer(), inner.GetSize());
   const auto checksum = static_cast<std::uint32_t>(crc32_z(0, inner.GetBufferPointer(), inner.GetSize()));
   zep::binary::FinishCompiledFilterBuffer(
-      outer, zep::binary::CreateCompiledFilter(outer, content.version,
-                                               checksum + (content.isChecksumRight ? 0 : 1), bytes));
+      outer, zep::binary::CreateCompiledFilter(outer, version, checksum + (isChecksumRight ? 0 : 1), bytes));
   return {outer.GetBufferPointer(), outer.GetSize()};
+}
+
+ZEPBinary Written(const Content& content) {
+  flatbuffers::FlatBufferBuilder inner;
+  std::vector<flatbuffers::Offset<zep::binary::Variable>> variables;
+  std::vector<flatbuffers::Offset<flatbuffers::String>> values;
+  for (const Variable& variable : content.variables) {
+    const auto name = inner.CreateString(variable.name);
+    variables.push_back(zep::binary::CreateVariable(inner, variable.kind, name,
+                                                    static_cast<std::uint32_t>(variable.values.size()) +
+                                                        variable.valuesTooMany));
+    for (const std::string& value : variable.values) {
+      values.push_back(inner.CreateString(value));
+    }
+  }
+  inner.Finish(zep::binary::CreateFilterDirect(inner, &variables, &values, &content.literalCounts,
+                                               &content.literals, &content.ranges));
+  return Wrapped(inner, content.version, content.isChecksumRight);
 }
 
 // Engine is V6, or it is V8 and the unit lies between 5 and 20.
@@ -183,6 +193,11 @@ TEST(FilterBinary, contentThatNoCompilerWrites_isRefused) {
           damaged + "variables are not in order"},
       Row{__LINE__, [](Content& c) { c.variables[1] = c.variables[0]; },
           damaged + "variables are not in order"},
+      Row{__LINE__, [](Content& c) { c.variables[0].valuesTooMany = 1; }, damaged + "values are missing"},
+      Row{__LINE__, [](Content& c) { c.variables[0].valuesTooMany = 0xFFFFFFFD; },
+          damaged + "values are missing"},
+      Row{__LINE__, [](Content& c) { c.variables[0].valuesTooMany = 0xFFFFFFFF; },
+          damaged + "there are values of no variable"},
       Row{__LINE__, [](Content& c) { c.literalCounts[1] = 3; }, damaged + "literals are missing"},
       Row{__LINE__, [](Content& c) { c.literalCounts[1] = 0xFFFFFFFF; }, damaged + "literals are missing"},
       Row{__LINE__, [](Content& c) { c.literalCounts[1] = 1; },
@@ -340,15 +355,32 @@ TEST(FilterBinary, otherLayoutOfTheSameContent_isRefused) {
   const std::vector<zep::binary::Literal> literals;
   const auto literalsThen = inner.CreateVectorOfStructs(literals);
   const auto counts = inner.CreateVector(std::vector<std::uint32_t>{0});
-  inner.Finish(zep::binary::CreateFilter(inner, variablesThen, counts, literalsThen, rangesFirst));
-  flatbuffers::FlatBufferBuilder outer;
-  outer.ForceVectorAlignment(inner.GetSize(), 1, 8);
-  const auto bytes = outer.CreateVector(inner.GetBufferPointer(), inner.GetSize());
-  const auto checksum = static_cast<std::uint32_t>(crc32_z(0, inner.GetBufferPointer(), inner.GetSize()));
-  zep::binary::FinishCompiledFilterBuffer(outer,
-                                          zep::binary::CreateCompiledFilter(outer, 1, checksum, bytes));
-  const Judgement judgement = Judged({outer.GetBufferPointer(), outer.GetSize()}, Binary(""));
+  const auto values = inner.CreateVectorOfStrings({});
+  inner.Finish(zep::binary::CreateFilter(inner, variablesThen, values, counts, literalsThen, rangesFirst));
+  const Judgement judgement = Judged(Wrapped(inner), Binary(""));
   EXPECT_EQ(judgement.message, "the compiled filter is damaged: it is not written as a compiler writes it");
+}
+
+// Few bytes that would become very many.
+TEST(FilterBinary, textUsedManyTimes_isRefused_beforeItIsCopied) {
+  flatbuffers::FlatBufferBuilder inner;
+  const auto name = inner.CreateString("Engine");
+  const std::vector variables{zep::binary::CreateVariable(inner, 2, name, 100'000)};
+  const std::vector values(100'000, inner.CreateString(std::string(100'000, 'x')));
+  inner.Finish(zep::binary::CreateFilterDirect(inner, &variables, &values));
+  const Judgement judgement = Judged(Wrapped(inner), Binary(""));
+  EXPECT_EQ(judgement.message, "the compiled filter is damaged: values are not in order");
+}
+
+TEST(FilterBinary, textUsedTwice_isRefused) {
+  flatbuffers::FlatBufferBuilder inner;
+  const auto name = inner.CreateString(std::string(1000, 'x'));
+  const std::vector variables{zep::binary::CreateVariable(inner, 1, name, 1),
+                              zep::binary::CreateVariable(inner, 2, name, 1)};
+  const std::vector values{inner.CreateString("a"), inner.CreateString("b")};
+  inner.Finish(zep::binary::CreateFilterDirect(inner, &variables, &values));
+  const Judgement judgement = Judged(Wrapped(inner), Binary(""));
+  EXPECT_EQ(judgement.message, "the compiled filter is damaged: texts overlap");
 }
 
 TEST(FilterBinary, moreTermsThanTheLimit_areRefused) {

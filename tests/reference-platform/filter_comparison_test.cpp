@@ -308,6 +308,52 @@ TEST(FilterComparison, hopelessCase_endsWithAFailure_andTheNextOneWorks) {
   EXPECT_EQ(IsIncluded(Binary(EachInAHole(5, 4)), Binary(Pigeons(5, 4))), true);
 }
 
+// Each has a serial number of its own.
+std::string Serials(int count) {
+  std::string terms;
+  for (int i = 0; i < count; ++i) {
+    const std::string value = std::to_string(100'000 + i);
+    terms += And(Feature("Serial", {value}) + Feature("Label", {value}));
+  }
+  return Or(terms);
+}
+
+TEST(FilterComparison, timeLimit_holdsWithoutTheSolverToo) {
+  const ZEPBinary a = Binary(Serials(10'000));
+  const ZEPBinary b = Binary(Serials(10'001));
+  EXPECT_EQ(IsIncluded(a, b), true);
+  EXPECT_EQ(IsIncluded(b, a), false);
+  setenv("ZEP_FILTER_TIMEOUT_MS", "1", 1);
+  EXPECT_EQ(IsIncluded(a, b), std::nullopt);
+  EXPECT_EQ(LastMessage(E_ABORT), "the comparison takes longer than ZEP_FILTER_TIMEOUT_MS allows");
+  unsetenv("ZEP_FILTER_TIMEOUT_MS");
+}
+
+// The names of A's one range are apart in the numbers of B.
+TEST(FilterComparison, namesThatFallApartTooOften_areAFailure) {
+  std::vector<std::string> names;
+  std::vector<std::string> between;
+  for (int i = 0; i < 100; ++i) {
+    names.push_back(std::to_string(1000 + 2 * i));
+    between.push_back(std::to_string(1001 + 2 * i));
+  }
+  const std::string v6 = Feature("Engine", {"V6"});
+  const std::string four = Feature("Seats", {"4"});
+  const std::string named = Feature("Serial", names);
+  const ZEPBinary b = Binary(Or(And(named + v6) + And(named + Not(v6) + four) +
+                                And(named + Not(v6) + Not(four)) + Feature("Serial", between)));
+  std::string labels;
+  for (int i = 0; i < 50; ++i) {
+    labels += And(Feature("Label", {std::to_string(i)}) + Units(std::to_string(5 + i), ""));
+  }
+  const ZEPBinary a = Binary(And(named + Or(labels)));
+  EXPECT_EQ(IsIncluded(a, b), true);
+  setenv("ZEP_FILTER_MAX_TERMS", "64", 1);
+  EXPECT_EQ(IsIncluded(a, b), std::nullopt);
+  EXPECT_THAT(LastMessage(E_ABORT), HasSubstr("more than 4096 values and ranges"));
+  unsetenv("ZEP_FILTER_MAX_TERMS");
+}
+
 TEST(FilterComparison, severalThreads_compareAtOnce) {
   std::vector<std::thread> threads;
   std::atomic<int> wrong{0};

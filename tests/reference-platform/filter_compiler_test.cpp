@@ -212,6 +212,38 @@ TEST(FilterCompiler, limit_isThatOfTheEnvironment) {
   unsetenv("ZEP_FILTER_MAX_TERMS");
 }
 
+// A small result may take a long way, and a few terms may hold very many values.
+TEST(FilterCompiler, tooMuchWorkOnTheWay_isRefused) {
+  const auto feature = [](const std::string& name, const std::string& value) {
+    return "<Feature Name='" + name + "'><Value Name='" + value + "'/></Feature>";
+  };
+  const auto alternatives = [&](const std::string& first, const std::string& second, const std::string& end) {
+    std::string terms;
+    for (int i = 0; i < 60; ++i) {
+      const std::string value = std::to_string(i);
+      terms += "<And>" + feature(first, value) + feature(second, value) + end + "</And>";
+    }
+    return "<Or>" + terms + "</Or>";
+  };
+  std::string values;
+  std::string gaps;
+  for (int i = 0; i < 1000; ++i) {
+    values += "<Value Name='" + std::to_string(10'000 + 2 * i) + "'/>";
+    gaps += "<Value Name='" + std::to_string(10'001 + 2 * i) + "'/>";
+  }
+  const std::string contradiction =
+      alternatives("A", "B", feature("Z", "1")) + alternatives("C", "D", feature("Z", "2"));
+  const std::string manyValues = alternatives("A", "B", "") + "<Feature Name='Z'>" + values +
+                                 "</Feature><Not><Feature Name='Z'>" + gaps + "</Feature></Not>";
+  setenv("ZEP_FILTER_MAX_TERMS", "64", 1);
+  for (const std::string& conditions : {contradiction, manyValues}) {
+    const Compiled compiled = CompiledDocument(Expression("<And>" + conditions + "</And>"));
+    EXPECT_EQ(compiled.result, E_INVALIDARG);
+    EXPECT_THAT(compiled.message, StartsWith("on the way to its disjunctive normal form, more than 32768 "));
+  }
+  unsetenv("ZEP_FILTER_MAX_TERMS");
+}
+
 // One term, that names more values than 64 for each of the terms allowed.
 TEST(FilterCompiler, tooManyRanges_areRefused) {
   const auto feature = [](int count) {
