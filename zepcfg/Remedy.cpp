@@ -60,6 +60,7 @@ constexpr Row filterRows[] = {
     {"zep_filter_timeout_ms",
      "let it take longer (ZEP_FILTER_TIMEOUT_MS, in milliseconds), or compare smaller filters"},
     {"zep_filter_max_terms", "simplify the expression, or raise ZEP_FILTER_MAX_TERMS"},
+    {"larger than 256 mib", "simplify the expression"},
     {"compiled filter", "compile its expression again: zepcfg compile FILE -o OUT"},
     {"document is empty", "name a file that holds an expression"},
     {"zep_xslt_", "give a smaller expression, or raise that limit"},

@@ -66,9 +66,19 @@ void WriteFilter(flatbuffers::FlatBufferBuilder& builder, const Filter& filter) 
       binary::CreateFilterDirect(builder, &variables, &values, &literalCounts, &literals, &ranges));
 }
 
+// A little less than the bytes that it takes; those cannot be counted once they are too many to be written.
+std::size_t LeastBytes(const Filter& filter) {
+  std::size_t count = 0;
+  for (const FilterTerm& term : filter.terms) {
+    count += sizeof(std::uint32_t) + term.size() * sizeof(binary::Literal) +
+             RangeCount(term) * sizeof(binary::Range);
+  }
+  return count;
+}
+
 // ---- reading -----------------------------------------------------------------------------------
 
-bool HasName(FilterVariableKind kind) {
+bool IsNamed(FilterVariableKind kind) {
   return kind == FilterVariableKind::Feature || kind == FilterVariableKind::Inherited;
 }
 
@@ -98,7 +108,7 @@ private:
     Require(written != nullptr && written->kind() <= static_cast<std::uint8_t>(kLastVariableKind),
             "a variable is of no known kind");
     FilterVariable variable{static_cast<FilterVariableKind>(written->kind()), ReadText(written->name()), {}};
-    Require(variable.name.empty() != HasName(variable.kind),
+    Require(variable.name.empty() != IsNamed(variable.kind),
             "a variable has a name that its kind cannot have");
     Require((written->value_count() > 0) == HasNames(variable.kind),
             "a variable has values that its kind cannot have");
@@ -221,12 +231,12 @@ private:
   std::vector<std::uint64_t> m_words;
 };
 
+} // namespace
+
 bool IsSame(const ZEPBinary& left, const ZEPBinary& right) {
   return left.ByteCount() == right.ByteCount() &&
-         std::memcmp(left.Bytes(), right.Bytes(), left.ByteCount()) == 0;
+         (left.ByteCount() == 0 || std::memcmp(left.Bytes(), right.Bytes(), left.ByteCount()) == 0);
 }
-
-} // namespace
 
 bool LooksLikeFilterBinary(const ZEPBinary& binary) {
   return binary.ByteCount() >= 2 * sizeof(flatbuffers::uoffset_t) &&
@@ -234,6 +244,9 @@ bool LooksLikeFilterBinary(const ZEPBinary& binary) {
 }
 
 ZEPBinary FilterBinary(const Filter& filter) {
+  if (LeastBytes(filter) > kMaxBytes) {
+    throw FilterFault("its compiled form is larger than 256 MiB");
+  }
   flatbuffers::FlatBufferBuilder content;
   WriteFilter(content, filter);
   flatbuffers::FlatBufferBuilder builder;

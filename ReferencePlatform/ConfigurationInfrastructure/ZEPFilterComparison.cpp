@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
 namespace zep {
@@ -33,11 +32,6 @@ std::string DayText(std::int64_t day) {
   std::snprintf(text, sizeof text, "%04d-%02u-%02u", static_cast<int>(date.year()),
                 static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
   return text;
-}
-
-bool IsSame(const ZEPBinary& left, const ZEPBinary& right) {
-  return left.ByteCount() == right.ByteCount() &&
-         (left.ByteCount() == 0 || std::memcmp(left.Bytes(), right.Bytes(), left.ByteCount()) == 0);
 }
 
 // Makes a configuration of an outsider.

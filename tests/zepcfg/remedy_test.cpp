@@ -27,6 +27,7 @@ TEST(Remedy, fits_what_was_reported) {
       Row{"CompileFilter", "", "line 1: Document is empty", "a file that holds an expression"},
       Row{"CompileFilter", "", "the expression is larger than ZEP_XSLT_MAX_EXPRESSION_BYTES",
           "raise that limit"},
+      Row{"CompileFilter", "", "its compiled form is larger than 256 MiB", "simplify the expression"},
       Row{"CompileFilter", "", "something else", "well-formed XML"},
       Row{"IsAIncludedInB", "ERROR : IsIncluding FAILED", "longer than ZEP_FILTER_TIMEOUT_MS allows",
           "ZEP_FILTER_TIMEOUT_MS"},
