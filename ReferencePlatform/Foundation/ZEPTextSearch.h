@@ -8,6 +8,12 @@
 #define ZEP_TEXT_SEARCH_SSE2 0
 #endif
 
+#if defined(__x86_64__)
+#define ZEP_TEXT_SEARCH_AVX2 1
+#else
+#define ZEP_TEXT_SEARCH_AVX2 0
+#endif
+
 // Search of 16-bit units. All functions answer the same: the position of the first occurrence of
 // the pattern that starts at or behind `start`, or kNotFound.
 namespace zep {
@@ -25,6 +31,11 @@ std::size_t FindUnits(UnitRange text, UnitRange pattern, std::size_t start);
 std::size_t FindUnitsPortable(UnitRange text, UnitRange pattern, std::size_t start);
 #if ZEP_TEXT_SEARCH_SSE2
 std::size_t FindUnitsSse2(UnitRange text, UnitRange pattern, std::size_t start);
+#endif
+#if ZEP_TEXT_SEARCH_AVX2
+bool MachineHasAvx2();
+// REQUIRES: MachineHasAvx2().
+std::size_t FindUnitsAvx2(UnitRange text, UnitRange pattern, std::size_t start);
 #endif
 
 } // namespace zep

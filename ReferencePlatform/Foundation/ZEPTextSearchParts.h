@@ -1,0 +1,172 @@
+#pragma once
+
+#include "ZEPTextSearch.h"
+
+#include <cstring>
+
+// What the searches of any width share.
+namespace zep {
+
+// Linear whatever the text, at the price of a table.
+std::size_t FindUnitsLinear(UnitRange text, UnitRange pattern, std::size_t start);
+
+// One candidate after the other.
+std::size_t FindUnitsOneByOne(UnitRange text, UnitRange pattern, std::size_t start);
+
+namespace {
+
+inline bool CanMatch(UnitRange text, UnitRange pattern, std::size_t start) {
+  return start <= text.count && pattern.count <= text.count - start;
+}
+
+template <class Word>
+bool SameWord(const char16_t* left, const char16_t* right) {
+  Word leftWord;
+  Word rightWord;
+  std::memcpy(&leftWord, left, sizeof leftWord);
+  std::memcpy(&rightWord, right, sizeof rightWord);
+  return leftWord == rightWord;
+}
+
+// Patterns are short: word by word, the last ones overlapping, is faster than a call.
+template <class Word>
+bool SameUnits(const char16_t* left, const char16_t* right, std::size_t count) {
+  constexpr std::size_t step = sizeof(Word) / sizeof(char16_t);
+  for (std::size_t i = 0; i + step < count; i += step) {
+    if (!SameWord<Word>(left + i, right + i)) {
+      return false;
+    }
+  }
+  return SameWord<Word>(left + count - step, right + count - step);
+}
+
+inline bool Matches(UnitRange text, UnitRange pattern, std::size_t position) {
+  const char16_t* const candidate = text.units + position;
+  if (pattern.count >= sizeof(unsigned long long) / sizeof(char16_t)) {
+    return SameUnits<unsigned long long>(candidate, pattern.units, pattern.count);
+  }
+  return SameUnits<char16_t>(candidate, pattern.units, pattern.count);
+}
+
+// Allows failed comparisons in proportion to the text already searched. Comparing a candidate costs
+// next to nothing for a short pattern; for a long one, a text made to fail late at every position
+// could make a search quadratic, so failed comparisons are counted.
+class ComparisonBudget {
+public:
+  ComparisonBudget(std::size_t patternCount, std::size_t start)
+      : m_patternCount(patternCount),
+        m_start(start) {}
+
+  bool IsSpentByFailureAt(std::size_t position) {
+    constexpr std::size_t shortPattern = 64;
+    if (m_patternCount <= shortPattern) {
+      return false;
+    }
+    m_compared += m_patternCount;
+    return m_compared > 8 * (position - m_start) + 16 * m_patternCount;
+  }
+
+private:
+  std::size_t m_patternCount;
+  std::size_t m_start;
+  std::size_t m_compared = 0;
+};
+
+// Looks at Lanes::count positions at once, for those where both the first and the last unit of the
+// pattern stand. Never reads outside the text: where fewer positions are left than lanes, the last
+// step overlaps the one before it, and a text shorter than one step goes to Lanes::FindShort.
+//
+// Lanes offers: Units, count, Same(unit), Load(units), Both(units equal to first, units equal to
+// last), Bits(found): two equal bits for each lane, and FindShort.
+template <class Lanes>
+class LaneSearch {
+public:
+  using Units = typename Lanes::Units;
+
+  LaneSearch(UnitRange text, UnitRange pattern, std::size_t start)
+      : m_text(text),
+        m_pattern(pattern),
+        m_first(Lanes::Same(pattern.units[0])),
+        m_last(Lanes::Same(pattern.units[pattern.count - 1])),
+        m_budget(pattern.count, start) {}
+
+  // REQUIRES: room for one step of candidates.
+  std::size_t From(std::size_t start) {
+    const std::size_t candidates = m_text.count - m_pattern.count + 1;
+    std::size_t position = start;
+    if (Step(position)) { // matches are mostly near
+      return m_found;
+    }
+    position += Lanes::count;
+    for (; candidates - position >= 4 * Lanes::count; position += 4 * Lanes::count) {
+      if (HasCandidateInBlock(position) && BlockHasMatch(position)) {
+        return m_found;
+      }
+    }
+    for (; candidates - position >= Lanes::count; position += Lanes::count) {
+      if (Step(position)) {
+        return m_found;
+      }
+    }
+    return position < candidates && Step(candidates - Lanes::count) ? m_found : kNotFound;
+  }
+
+private:
+  Units Candidates(std::size_t position) const {
+    const char16_t* const units = m_text.units + position;
+    return Lanes::Both(Lanes::Load(units), m_first, Lanes::Load(units + m_pattern.count - 1), m_last);
+  }
+
+  bool HasCandidateInBlock(std::size_t position) const {
+    const Units front = Lanes::Either(Candidates(position), Candidates(position + Lanes::count));
+    const Units back =
+        Lanes::Either(Candidates(position + 2 * Lanes::count), Candidates(position + 3 * Lanes::count));
+    return Lanes::Bits(Lanes::Either(front, back)) != 0;
+  }
+
+  bool BlockHasMatch(std::size_t position) {
+    return Step(position) || Step(position + Lanes::count) || Step(position + 2 * Lanes::count) ||
+           Step(position + 3 * Lanes::count);
+  }
+
+  // True when the search is over; m_found is its result then.
+  bool Step(std::size_t position) {
+    for (unsigned bits = Lanes::Bits(Candidates(position)); bits != 0;) {
+      const auto lane = static_cast<unsigned>(__builtin_ctz(bits)) / 2;
+      m_found = position + lane;
+      if (Matches(m_text, m_pattern, m_found)) {
+        return true;
+      }
+      if (m_budget.IsSpentByFailureAt(m_found)) {
+        m_found = FindUnitsLinear(m_text, m_pattern, m_found + 1);
+        return true;
+      }
+      bits &= ~(3U << (2 * lane));
+    }
+    return false;
+  }
+
+  UnitRange m_text;
+  UnitRange m_pattern;
+  Units m_first;
+  Units m_last;
+  ComparisonBudget m_budget;
+  std::size_t m_found = kNotFound;
+};
+
+template <class Lanes>
+std::size_t FindInLanes(UnitRange text, UnitRange pattern, std::size_t start) {
+  if (!CanMatch(text, pattern, start)) {
+    return kNotFound;
+  }
+  if (pattern.count == 0) {
+    return start;
+  }
+  if (text.count - pattern.count + 1 - start < Lanes::count) {
+    return Lanes::FindShort(text, pattern, start);
+  }
+  return LaneSearch<Lanes>(text, pattern, start).From(start);
+}
+
+} // namespace
+} // namespace zep
