@@ -149,7 +149,7 @@ long ZEPUnicodeString::BuildFromUTF8(const char* bytes, std::size_t byteCount) {
   if (bytes != nullptr) {
     built.MakeRoom(byteCount); // no byte gives more than one unit
     built.EndAt(zep::WriteUTF16(bytes, byteCount, built.m_units));
-    built.GiveBackRoom();
+    built.Reserve(built.m_length);
   }
   *this = std::move(built);
   return S_OK;
@@ -252,8 +252,11 @@ ZEPUnicodeString& ZEPUnicodeString::AppendPart(const ZEPUnicodeString& text, int
 }
 
 void ZEPUnicodeString::Reserve(int length) {
-  if (length > 0) {
-    MakeRoom(static_cast<std::size_t>(length));
+  const std::size_t room = std::max(static_cast<std::size_t>(std::max(length, 0)), UnitCount());
+  if (IsInPlace() ? room > kUnitsInPlace : zep::CapacityOf(m_units) < room) {
+    MakeRoom(room);
+  } else if (!IsInPlace() && zep::HasSoleOwner(m_units)) {
+    GiveBackRoomBeyond(room);
   }
 }
 
@@ -358,16 +361,13 @@ void ZEPUnicodeString::MakeRoom(std::size_t unitCount) {
   }
 }
 
-void ZEPUnicodeString::GiveBackRoom() {
-  if (IsInPlace()) {
-    return;
-  }
-  if (UnitCount() <= kUnitsInPlace) {
+void ZEPUnicodeString::GiveBackRoomBeyond(std::size_t unitCount) {
+  if (unitCount <= kUnitsInPlace) {
     char16_t* const units = m_units;
     MoveTo(m_inPlace);
     zep::LetGoOfUnits(units);
-  } else if (UnitCount() < zep::CapacityOf(m_units) / 4 * 3) {
-    m_units = zep::ResizedUnits(m_units, UnitCount());
+  } else if (unitCount < zep::CapacityOf(m_units) / 4 * 3) {
+    m_units = zep::ResizedUnits(m_units, unitCount);
   }
 }
 

@@ -3,7 +3,6 @@
 #include "ZEPPLMID.h"
 #include "valueToMacro.h"
 
-#include <climits>
 
 namespace {
 
@@ -74,16 +73,13 @@ void ZEPCfgServiceTrace::Dump(const char* name, const ZEPUnicodeString& text, in
   WriteDetail(line, name, " = [", text, "]");
 }
 
-void ZEPCfgServiceTrace::DumpJoined(const char* name, const ZEPUnicodeString& text,
-                                    const ZEPUnicodeString& rest, int restStart, int line) {
-  if (m_object.IsActivated()) {
-    Write(line, name, " = [", text, rest.SubString(restStart, INT_MAX), "]");
-  }
+void ZEPCfgServiceTrace::WriteDump(const char* name, const ZEPUnicodeString& text, int line) {
+  Write(line, name, " = [", text, "]");
 }
 
 void ZEPCfgServiceTrace::DumpId(const char* name, const ZEPPLMID& id, int line) {
   if (m_object.IsActivated()) {
-    Write(line, name, " = [", id.ToString(0), "]");
+    WriteDump(name, id.ToString(0), line);
   }
 }
 

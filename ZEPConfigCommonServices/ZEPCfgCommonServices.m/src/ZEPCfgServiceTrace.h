@@ -24,10 +24,13 @@ public:
   void Label(const char* text, const ZEPUnicodeString& more, int line = __builtin_LINE());
   // name = [text]
   void Dump(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE());
-  // The same of a text in two parts, the second one being `rest` from `restStart` on. They are put
-  // together only while the trace is on.
-  void DumpJoined(const char* name, const ZEPUnicodeString& text, const ZEPUnicodeString& rest, int restStart,
-                  int line = __builtin_LINE());
+  // The same of a text that is put together only while the trace is on.
+  template <class MakeText>
+  void DumpMade(const char* name, MakeText makeText, int line = __builtin_LINE()) {
+    if (m_object.IsActivated()) {
+      WriteDump(name, makeText(), line);
+    }
+  }
   // The same of an identifier, whose text is asked for only while the trace is on.
   void DumpId(const char* name, const ZEPPLMID& id, int line = __builtin_LINE());
   // A number without a name.
@@ -52,6 +55,7 @@ public:
   void Perfo(const char* text, int line = __builtin_LINE());
 
 private:
+  void WriteDump(const char* name, const ZEPUnicodeString& text, int line);
   template <class... Parts>
   void WriteDetail(int line, const Parts&... parts);
   template <class... Parts>

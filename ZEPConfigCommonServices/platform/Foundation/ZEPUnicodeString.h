@@ -57,7 +57,8 @@ public:
   ZEPUnicodeString& Append(const ZEPUnicodeString& text);
   // Append(text.SubString(start, length)) without a text in between. A platform need not have it.
   ZEPUnicodeString& AppendPart(const ZEPUnicodeString& text, int start, int length);
-  // Makes room for so many characters at once; the text stays as it is. A platform need not have it.
+  // Makes room for so many characters at once, and gives back what is far beyond that; the text stays
+  // as it is. A platform need not have it.
   void Reserve(int length);
   // Strips `character` from the start (mode 0), the end (mode 1) or both ends (mode 2).
   ZEPUnicodeString& Strip(int mode, char character);
@@ -87,8 +88,8 @@ private:
   }
   void ShareUnitsOf(const ZEPUnicodeString& other);
   void TakeUnitsOf(ZEPUnicodeString& other);
-  void MakeRoom(std::size_t unitCount); // that nobody shares
-  void GiveBackRoom();
+  void MakeRoom(std::size_t unitCount);           // that nobody shares
+  void GiveBackRoomBeyond(std::size_t unitCount); // REQUIRES: room of its own, not in place
   void MoveTo(char16_t* units);
   void AddUnits(const char16_t* units, std::size_t unitCount);
   void Empty();
