@@ -70,6 +70,7 @@ constinit std::atomic<ZEPTraceObserver> observer = nullptr;
 constinit void* observerContext = nullptr;           // under observerMutex
 constinit zep::TraceSink* sinkHeldForFork = nullptr; // under observerMutex
 constinit std::atomic<bool> observerWantsDetails = false;
+constinit std::atomic<bool> anyWanted = true; // or not known yet
 constinit thread_local ThreadState* threadState = nullptr;
 
 const struct SessionRelease {
@@ -131,6 +132,16 @@ std::unique_ptr<TraceSession> MakeSession() {
   return made;
 }
 
+// Whoever finds that no records are wanted looks again behind that: an observer that comes at the
+// same time either sees what was set here, or is seen here.
+void NoteWhetherAnyAreWanted(const TraceSession* made) {
+  const auto areWanted = [made] { return observerWantsDetails.load() || made == nullptr || made->Writes(); };
+  anyWanted = areWanted();
+  if (areWanted()) {
+    anyWanted = true;
+  }
+}
+
 // Null where the process is about to end, or where there was no memory for it.
 const TraceSession* Session() {
   const TraceSession* current = session.load(std::memory_order_acquire);
@@ -139,6 +150,7 @@ const TraceSession* Session() {
       std::call_once(sessionOnce, [] {
         RegisterForkHandlers();
         session.store(MakeSession().release(), std::memory_order_release);
+        NoteWhetherAnyAreWanted(session.load());
       });
     });
     current = session.load(std::memory_order_acquire);
@@ -243,6 +255,7 @@ void PLMCfgInTraceClass::Implementation::AppendNumber(Number number) {
 PLMCfgInTraceClass::PLMCfgInTraceClass(const char* iClassName, const char* iTraceGroup) {
   static constinit std::atomic<ObjectId> lastId = 0;
   m_implementation = new Implementation{TextOf(iClassName), TextOf(iTraceGroup), ++lastId};
+  m_anyWanted = &anyWanted;
 }
 
 PLMCfgInTraceClass::~PLMCfgInTraceClass() {
@@ -253,7 +266,7 @@ PLMCfgInTraceClass::~PLMCfgInTraceClass() {
   delete m_implementation;
 }
 
-unsigned char PLMCfgInTraceClass::IsActivated() {
+unsigned char PLMCfgInTraceClass::IsThisActivated() {
   if (observerWantsDetails.load(std::memory_order_relaxed)) {
     return 1;
   }
@@ -375,4 +388,5 @@ void ZEPSetTraceObserver(ZEPTraceObserver newObserver, void* context, bool wants
   observer = newObserver;
   observerContext = context;
   observerWantsDetails = newObserver != nullptr && wantsDetails;
+  NoteWhetherAnyAreWanted(session.load());
 }

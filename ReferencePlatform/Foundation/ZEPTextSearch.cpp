@@ -132,6 +132,11 @@ std::size_t ChooseAndFind(UnitRange text, UnitRange pattern, std::size_t start) 
 } // namespace
 
 std::size_t FindUnits(UnitRange text, UnitRange pattern, std::size_t start) {
+  constexpr std::size_t fewCandidates = 8; // no lanes help with so few
+  if (pattern.count > 0 && CanMatch(text, pattern, start) &&
+      text.count - pattern.count - start < fewCandidates) {
+    return FindUnitsOneByOne(text, pattern, start);
+  }
   return chosen.load(std::memory_order_relaxed)(text, pattern, start);
 }
 

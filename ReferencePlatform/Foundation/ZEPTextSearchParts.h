@@ -90,14 +90,9 @@ public:
         m_last(Lanes::Same(pattern.units[pattern.count - 1])),
         m_budget(pattern.count, start) {}
 
-  // REQUIRES: room for one step of candidates.
-  std::size_t From(std::size_t start) {
+  // REQUIRES: the search began one step in front of `position` or further.
+  [[gnu::noinline]] std::size_t GoOn(std::size_t position) {
     const std::size_t candidates = m_text.count - m_pattern.count + 1;
-    std::size_t position = start;
-    if (Step(position)) { // matches are mostly near
-      return m_found;
-    }
-    position += Lanes::count;
     for (; candidates - position >= 4 * Lanes::count; position += 4 * Lanes::count) {
       if (HasCandidateInBlock(position) && BlockHasMatch(position)) {
         return m_found;
@@ -109,6 +104,11 @@ public:
       }
     }
     return position < candidates && Step(candidates - Lanes::count) ? m_found : kNotFound;
+  }
+
+  // REQUIRES: room for one step of candidates.
+  [[gnu::noinline]] std::size_t Begin(std::size_t position) {
+    return Step(position) ? m_found : GoOn(position + Lanes::count);
   }
 
 private:
@@ -165,7 +165,16 @@ std::size_t FindInLanes(UnitRange text, UnitRange pattern, std::size_t start) {
   if (text.count - pattern.count + 1 - start < Lanes::count) {
     return Lanes::FindShort(text, pattern, start);
   }
-  return LaneSearch<Lanes>(text, pattern, start).From(start);
+  // Most matches are so near that setting up more than one step would cost more than the search.
+  const char16_t* const units = text.units + start;
+  const unsigned bits = Lanes::Bits(Lanes::Both(Lanes::Load(units), Lanes::Same(pattern.units[0]),
+                                                Lanes::Load(units + pattern.count - 1),
+                                                Lanes::Same(pattern.units[pattern.count - 1])));
+  if (bits == 0) {
+    return LaneSearch<Lanes>(text, pattern, start).GoOn(start + Lanes::count);
+  }
+  const std::size_t candidate = start + static_cast<unsigned>(__builtin_ctz(bits)) / 2;
+  return Matches(text, pattern, candidate) ? candidate : LaneSearch<Lanes>(text, pattern, start).Begin(start);
 }
 
 } // namespace

@@ -20,11 +20,11 @@ void ReplaceLoneSurrogates(char16_t* units, std::size_t unitCount);
 // Number of bytes that WriteUTF8 writes. Lone surrogates count as U+FFFD.
 std::size_t UTF8ByteCount(const char16_t* units, std::size_t unitCount);
 
-// Writes exactly `byteCount` bytes, no terminating zero. REQUIRES: byteCount is the number that
-// UTF8ByteCount gave for these units.
-void WriteUTF8(const char16_t* units, std::size_t unitCount, char* bytes, std::size_t byteCount);
+// Writes exactly as many bytes as UTF8ByteCount gives for these units, no terminating zero.
+void WriteUTF8(const char16_t* units, std::size_t unitCount, char* bytes);
 
-std::string UTF8FromUTF16(const char16_t* units, std::size_t unitCount);
+// The text has capacity for `roomBehind` bytes more; they are zero.
+std::string UTF8FromUTF16(const char16_t* units, std::size_t unitCount, std::size_t roomBehind = 0);
 
 // Throws std::length_error when a text of that many characters would have a length beyond int.
 void CheckTextLength(std::size_t unitCount);

@@ -179,7 +179,7 @@ const char* ZEPUnicodeString::CastToCharPtr() const {
   }
   const std::size_t byteCount = zep::UTF8ByteCount(m_units, UnitCount());
   made = new char[byteCount + 1];
-  zep::WriteUTF8(m_units, UnitCount(), made, byteCount);
+  zep::WriteUTF8(m_units, UnitCount(), made);
   made[byteCount] = '\0';
   char* madeByOther = nullptr;
   if (!m_narrowText.compare_exchange_strong(madeByOther, made, std::memory_order_acq_rel)) {
@@ -344,20 +344,22 @@ void ZEPUnicodeString::TakeUnitsOf(ZEPUnicodeString& other) {
 }
 
 void ZEPUnicodeString::MakeRoom(std::size_t unitCount) {
-  if (IsInPlace()) {
-    if (unitCount > kUnitsInPlace) {
-      MoveTo(zep::NewUnits(unitCount));
-    }
-    return;
+  if (IsInPlace() ? unitCount > kUnitsInPlace
+                  : !zep::HasSoleOwner(m_units) || unitCount > zep::CapacityOf(m_units)) {
+    MakeRoomElsewhere(unitCount);
   }
-  const std::size_t capacity = zep::CapacityOf(m_units);
-  if (!zep::HasSoleOwner(m_units)) {
+}
+
+void ZEPUnicodeString::MakeRoomElsewhere(std::size_t unitCount) {
+  if (IsInPlace()) {
+    MoveTo(zep::NewUnits(unitCount));
+  } else if (!zep::HasSoleOwner(m_units)) {
     char16_t* const shared = m_units;
     MoveTo(zep::NewUnits(std::max(unitCount, UnitCount())));
     zep::LetGoOfUnits(shared);
-  } else if (unitCount > capacity) {
+  } else {
     // Twice as much, so that a text put together from many pieces is moved only a few times.
-    m_units = zep::ResizedUnits(m_units, std::max(unitCount, 2 * capacity));
+    m_units = zep::ResizedUnits(m_units, std::max(unitCount, 2 * zep::CapacityOf(m_units)));
   }
 }
 

@@ -1,6 +1,5 @@
 #include "ZEPUnitBuffer.h"
 
-#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -13,22 +12,8 @@
 namespace zep {
 namespace {
 
-// Stands in front of the units.
-struct Header {
-  int owners;
-  std::size_t capacity;
-};
-
-Header* HeaderOf(const char16_t* units) {
-  return reinterpret_cast<Header*>(const_cast<char16_t*>(units)) - 1;
-}
-
-std::atomic_ref<int> OwnersOf(const char16_t* units) {
-  return std::atomic_ref<int>(HeaderOf(units)->owners);
-}
-
 std::size_t ByteCountFor(std::size_t capacity) {
-  return sizeof(Header) + (capacity + 1) * sizeof(char16_t);
+  return sizeof(UnitBufferHeader) + (capacity + 1) * sizeof(char16_t);
 }
 
 // Memory that comes fresh from the system is given page by page, which for a long text costs more
@@ -53,7 +38,7 @@ char16_t* UnitsIn(void* memory, std::size_t capacity) {
     throw std::bad_alloc();
   }
   AskForLargePages(memory, ByteCountFor(capacity));
-  auto* const header = static_cast<Header*>(memory);
+  auto* const header = static_cast<UnitBufferHeader*>(memory);
   header->capacity = capacity;
   return reinterpret_cast<char16_t*>(header + 1);
 }
@@ -70,23 +55,8 @@ char16_t* ResizedUnits(char16_t* units, std::size_t capacity) {
   return UnitsIn(std::realloc(HeaderOf(units), ByteCountFor(capacity)), capacity);
 }
 
-std::size_t CapacityOf(const char16_t* units) {
-  return HeaderOf(units)->capacity;
-}
-
-bool HasSoleOwner(const char16_t* units) {
-  return OwnersOf(units).load(std::memory_order_acquire) == 1;
-}
-
-void HoldUnits(char16_t* units) {
-  OwnersOf(units).fetch_add(1, std::memory_order_relaxed);
-}
-
-void LetGoOfUnits(char16_t* units) {
-  // A sole owner needs no atomic step: nobody else can come to own what only it can hand on.
-  if (HasSoleOwner(units) || OwnersOf(units).fetch_sub(1, std::memory_order_acq_rel) == 1) {
-    std::free(HeaderOf(units));
-  }
+void FreeUnits(char16_t* units) {
+  std::free(HeaderOf(units));
 }
 
 } // namespace zep

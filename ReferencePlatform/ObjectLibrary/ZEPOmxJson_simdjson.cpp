@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -93,14 +94,47 @@ private:
   std::size_t m_nodeCount = 0;
 };
 
+// What a parser has allocated serves the next text too, in each thread; what a large text made it
+// allocate is given back.
+class KeptParser {
+public:
+  simdjson::error_code Ready() {
+    if (m_parser != nullptr) {
+      return simdjson::SUCCESS;
+    }
+    auto made = std::make_unique<simdjson::dom::parser>(kMaxTextBytes);
+    const simdjson::error_code error = made->allocate(0, kMaxDepth);
+    if (error == simdjson::SUCCESS) {
+      m_parser = std::move(made);
+    }
+    return error;
+  }
+  // REQUIRES: it is ready.
+  simdjson::dom::parser& Parser() { return *m_parser; }
+
+  void GiveBackWhatIsLarge() {
+    if (m_parser != nullptr && m_parser->capacity() > kLargeTextBytes) {
+      m_parser.reset();
+    }
+  }
+
+private:
+  static constexpr std::size_t kLargeTextBytes = std::size_t{8} << 20;
+
+  std::unique_ptr<simdjson::dom::parser> m_parser;
+};
+
+// REQUIRES: the parser's padding may be read behind the text.
 simdjson::error_code Parse(std::string_view text, ZEPOmxAny& oValue) {
-  simdjson::dom::parser parser(kMaxTextBytes);
-  simdjson::error_code error = parser.allocate(0, kMaxDepth);
+  thread_local KeptParser kept;
+  simdjson::error_code error = kept.Ready();
   const auto document = std::make_shared<simdjson::dom::document>();
   simdjson::dom::element root;
   if (error == simdjson::SUCCESS) {
-    error = parser.parse_into_document(*document, text.data(), text.size()).get(root);
+    constexpr bool copyFirst = false;
+    error = kept.Parser().parse_into_document(*document, text.data(), text.size(), copyFirst).get(root);
   }
+  kept.GiveBackWhatIsLarge();
   return error == simdjson::SUCCESS ? TreeBuilder(document).Build(root, oValue) : error;
 }
 
@@ -108,6 +142,8 @@ simdjson::error_code Parse(std::string_view text, ZEPOmxAny& oValue) {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): by value for every platform
 long ZEPOmxJson::parse(ZEPOmxUTF8String iText, ZEPOmxAny& oValue) {
+  static_assert(ZEPOmxUTF8String::kRoomBehind >= simdjson::SIMDJSON_PADDING);
+  iText.MakeRoomBehind();
   const std::string_view text = WithoutByteOrderMark({iText.asChar(), iText.length()});
   ZEPOmxAny value;
   const simdjson::error_code error = Parse(text, value);

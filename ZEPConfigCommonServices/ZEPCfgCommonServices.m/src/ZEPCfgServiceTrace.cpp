@@ -3,10 +3,8 @@
 #include "ZEPPLMID.h"
 #include "valueToMacro.h"
 
-
 namespace {
 
-constexpr int detailLevel = 0;
 constexpr int entryLevel = 1;
 constexpr int exitLevel = 2;
 
@@ -28,20 +26,6 @@ ZEPCfgServiceTrace::ZEPCfgServiceTrace(const char* className, const char* traceG
       m_file(baseName(sourcePath)) {}
 
 template <class... Parts>
-void ZEPCfgServiceTrace::Write(int line, const Parts&... parts) {
-  PLMCfgInTraceClass& record = m_object.beginTrace(detailLevel);
-  (record << ... << parts);
-  record.endTraceWithLineNumber(detailLevel, line, m_file);
-}
-
-template <class... Parts>
-void ZEPCfgServiceTrace::WriteDetail(int line, const Parts&... parts) {
-  if (m_object.IsActivated()) {
-    Write(line, parts...);
-  }
-}
-
-template <class... Parts>
 void ZEPCfgServiceTrace::WriteError(int line, const Parts&... parts) {
   Write(line, PLMCfgInTraceClass::GetError());
   Write(line, PLMCfgInTraceClass::GetErrorIndent(), parts...);
@@ -61,46 +45,9 @@ void ZEPCfgServiceTrace::Leave(int entryLine) {
   }
 }
 
-void ZEPCfgServiceTrace::Label(const char* text, int line) {
-  WriteDetail(line, text);
-}
-
-void ZEPCfgServiceTrace::Label(const char* text, const ZEPUnicodeString& more, int line) {
-  WriteDetail(line, text, more);
-}
-
-void ZEPCfgServiceTrace::Dump(const char* name, const ZEPUnicodeString& text, int line) {
-  WriteDetail(line, name, " = [", text, "]");
-}
-
-void ZEPCfgServiceTrace::WriteDump(const char* name, const ZEPUnicodeString& text, int line) {
-  Write(line, name, " = [", text, "]");
-}
-
 void ZEPCfgServiceTrace::DumpId(const char* name, const ZEPPLMID& id, int line) {
-  if (m_object.IsActivated()) {
-    WriteDump(name, id.ToString(0), line);
-  }
-}
-
-void ZEPCfgServiceTrace::Number(unsigned int number, int line) {
-  WriteDetail(line, number);
-}
-
-void ZEPCfgServiceTrace::Value(const char* name, const ZEPUnicodeString& text, int line) {
-  WriteDetail(line, name, " = ", text);
-}
-
-void ZEPCfgServiceTrace::Value(const char* name, const char* text, int line) {
-  WriteDetail(line, name, " = ", text);
-}
-
-void ZEPCfgServiceTrace::Value(const char* name, int number, int line) {
-  WriteDetail(line, name, " = ", number);
-}
-
-void ZEPCfgServiceTrace::Value(const char* name, unsigned int number, int line) {
-  WriteDetail(line, name, " = ", number);
+  DumpMade(
+      name, [&id] { return id.ToString(0); }, line);
 }
 
 void ZEPCfgServiceTrace::Error(const char* message, int line) {

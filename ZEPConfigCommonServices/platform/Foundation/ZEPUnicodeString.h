@@ -88,7 +88,8 @@ private:
   }
   void ShareUnitsOf(const ZEPUnicodeString& other);
   void TakeUnitsOf(ZEPUnicodeString& other);
-  void MakeRoom(std::size_t unitCount);           // that nobody shares
+  void MakeRoom(std::size_t unitCount); // that nobody shares
+  void MakeRoomElsewhere(std::size_t unitCount);
   void GiveBackRoomBeyond(std::size_t unitCount); // REQUIRES: room of its own, not in place
   void MoveTo(char16_t* units);
   void AddUnits(const char16_t* units, std::size_t unitCount);
