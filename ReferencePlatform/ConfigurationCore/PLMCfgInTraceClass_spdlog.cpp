@@ -56,6 +56,7 @@ struct Call {
 struct ThreadState {
   OpenRecord record;
   std::vector<Call> calls;
+  pid_t number = 0; // the system's, 0 until it was asked
   bool observing = false;
 };
 
@@ -114,8 +115,15 @@ void ReleaseAfterFork() {
   observerMutex.unlock();
 }
 
+void ReleaseInChild() {
+  if (threadState != nullptr) {
+    threadState->number = 0; // the child's thread has another
+  }
+  ReleaseAfterFork();
+}
+
 void RegisterForkHandlers() {
-  std::call_once(forkHandlersOnce, [] { pthread_atfork(HoldForFork, ReleaseAfterFork, ReleaseAfterFork); });
+  std::call_once(forkHandlersOnce, [] { pthread_atfork(HoldForFork, ReleaseAfterFork, ReleaseInChild); });
 }
 
 std::unique_ptr<TraceSession> MakeSession() {
@@ -218,12 +226,19 @@ bool IsWritten(const TraceSession& current, const ZEPTraceRecord& record, std::s
          (current.wanted.performance && zep::IsPerfoText(text));
 }
 
+pid_t NumberOf(ThreadState& state) {
+  if (state.number == 0) {
+    state.number = ::gettid();
+  }
+  return state.number;
+}
+
 void Emit(ThreadState& state, const ZEPTraceRecord& record, std::string_view text) {
   Observe(state, record);
   const TraceSession* current = Session();
   if (current != nullptr && current->Writes() && IsWritten(*current, record, text)) {
     current->logger->log(spdlog::level::info,
-                         zep::TraceColumns(record, text, ::gettid(), NestingOf(state, record.level)));
+                         zep::TraceColumns(record, text, NumberOf(state), NestingOf(state, record.level)));
   }
 }
 

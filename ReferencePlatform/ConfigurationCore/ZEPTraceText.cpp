@@ -39,8 +39,22 @@ void AppendEscaped(std::u16string& line, char16_t unit) {
   }
 }
 
+// ASCII that stands in a line as it is. Looks at every byte, since that is what can be done for many
+// bytes at once.
+bool IsPlain(std::string_view text) {
+  bool isPlain = true;
+  for (const char byte : text) {
+    isPlain &= byte >= 0x20 && byte < 0x7F && byte != '\\';
+  }
+  return isPlain;
+}
+
 // The text without line ends, tabs and control characters, and valid UTF-8 whatever comes in.
 void AppendOneLine(std::string& line, std::string_view text) {
+  if (IsPlain(text)) {
+    line += text;
+    return;
+  }
   std::u16string escaped;
   escaped.reserve(text.size());
   for (const char16_t unit : UTF16FromUTF8(text.data(), text.size())) {
