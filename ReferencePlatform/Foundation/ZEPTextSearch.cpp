@@ -77,9 +77,8 @@ struct Sse2Lanes {
   static Units Load(const char16_t* units) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(units));
   }
-  static Units Both(Units atFirst, Units first, Units atLast, Units last) {
-    return _mm_and_si128(_mm_cmpeq_epi16(atFirst, first), _mm_cmpeq_epi16(atLast, last));
-  }
+  static Units Equal(Units left, Units right) { return _mm_cmpeq_epi16(left, right); }
+  static Units Both(Units left, Units right) { return _mm_and_si128(left, right); }
   static Units Either(Units left, Units right) { return _mm_or_si128(left, right); }
   static unsigned Bits(Units found) { return static_cast<unsigned>(_mm_movemask_epi8(found)); }
   static std::size_t FindShort(UnitRange text, UnitRange pattern, std::size_t start) {

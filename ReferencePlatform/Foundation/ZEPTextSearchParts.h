@@ -48,6 +48,23 @@ inline bool Matches(UnitRange text, UnitRange pattern, std::size_t position) {
   return SameUnits<char16_t>(candidate, pattern.units, pattern.count);
 }
 
+// A guess at which units are rare in markup. A wrong one costs time only.
+inline int Commonness(char16_t unit) {
+  if (unit >= 0x80 || (unit >= u'A' && unit <= u'Z')) {
+    return 0;
+  }
+  const bool isRareLetter = unit >= u'j' && unit <= u'z' && (unit == u'j' || unit == u'q' || unit >= u'v');
+  return isRareLetter ? 1 : 2;
+}
+
+inline std::size_t RarestUnit(UnitRange pattern) {
+  std::size_t rarest = 0;
+  for (std::size_t i = 1; i < pattern.count && Commonness(pattern.units[rarest]) > 0; ++i) {
+    rarest = Commonness(pattern.units[i]) < Commonness(pattern.units[rarest]) ? i : rarest;
+  }
+  return rarest;
+}
+
 // Allows failed comparisons in proportion to the text already searched. Comparing a candidate costs
 // next to nothing for a short pattern; for a long one, a text made to fail late at every position
 // could make a search quadratic, so failed comparisons are counted.
@@ -76,8 +93,8 @@ private:
 // pattern stand. Never reads outside the text: where fewer positions are left than lanes, the last
 // step overlaps the one before it, and a text shorter than one step goes to Lanes::FindShort.
 //
-// Lanes offers: Units, count, Same(unit), Load(units), Both(units equal to first, units equal to
-// last), Bits(found): two equal bits for each lane, and FindShort.
+// Lanes offers: Units, count, Same(unit), Load(units), Equal, Both, Either, Bits(found): two equal
+// bits for each lane, and FindShort.
 template <class Lanes>
 class LaneSearch {
 public:
@@ -93,10 +110,14 @@ public:
   // REQUIRES: the search began one step in front of `position` or further.
   [[gnu::noinline]] std::size_t GoOn(std::size_t position) {
     const std::size_t candidates = m_text.count - m_pattern.count + 1;
-    for (; candidates - position >= 4 * Lanes::count; position += 4 * Lanes::count) {
-      if (HasCandidateInBlock(position) && BlockHasMatch(position)) {
+    for (std::size_t block = 0; block < kNearBlocks && candidates - position >= kBlock; ++block) {
+      if (BlockHasMatch(position)) {
         return m_found;
       }
+      position += kBlock;
+    }
+    if (candidates - position >= kBlock && GoFar(position, candidates)) {
+      return m_found;
     }
     for (; candidates - position >= Lanes::count; position += Lanes::count) {
       if (Step(position)) {
@@ -112,19 +133,40 @@ public:
   }
 
 private:
+  static constexpr std::size_t kBlock = 4 * Lanes::count;
+  static constexpr std::size_t kNearBlocks = 4;
+
   Units Candidates(std::size_t position) const {
     const char16_t* const units = m_text.units + position;
-    return Lanes::Both(Lanes::Load(units), m_first, Lanes::Load(units + m_pattern.count - 1), m_last);
+    return Lanes::Both(Lanes::Equal(Lanes::Load(units), m_first),
+                       Lanes::Equal(Lanes::Load(units + m_pattern.count - 1), m_last));
   }
 
-  bool HasCandidateInBlock(std::size_t position) const {
-    const Units front = Lanes::Either(Candidates(position), Candidates(position + Lanes::count));
-    const Units back =
-        Lanes::Either(Candidates(position + 2 * Lanes::count), Candidates(position + 3 * Lanes::count));
-    return Lanes::Bits(Lanes::Either(front, back)) != 0;
+  // Over long distances one unit of the pattern that hardly ever occurs costs half of two. True when
+  // the search is over; else `position` is where less than a block is left.
+  bool GoFar(std::size_t& position, std::size_t candidates) {
+    const std::size_t offset = RarestUnit(m_pattern);
+    const Units rarest = Lanes::Same(m_pattern.units[offset]);
+    for (; candidates - position >= kBlock; position += kBlock) {
+      const char16_t* const units = m_text.units + position + offset;
+      const auto at = [&](std::size_t step) {
+        return Lanes::Equal(Lanes::Load(units + step * Lanes::count), rarest);
+      };
+      const Units found = Lanes::Either(Lanes::Either(at(0), at(1)), Lanes::Either(at(2), at(3)));
+      if (Lanes::Bits(found) != 0 && BlockHasMatch(position)) {
+        return true;
+      }
+    }
+    return false;
   }
 
   bool BlockHasMatch(std::size_t position) {
+    const Units front = Lanes::Either(Candidates(position), Candidates(position + Lanes::count));
+    const Units back =
+        Lanes::Either(Candidates(position + 2 * Lanes::count), Candidates(position + 3 * Lanes::count));
+    if (Lanes::Bits(Lanes::Either(front, back)) == 0) {
+      return false;
+    }
     return Step(position) || Step(position + Lanes::count) || Step(position + 2 * Lanes::count) ||
            Step(position + 3 * Lanes::count);
   }
@@ -167,9 +209,10 @@ std::size_t FindInLanes(UnitRange text, UnitRange pattern, std::size_t start) {
   }
   // Most matches are so near that setting up more than one step would cost more than the search.
   const char16_t* const units = text.units + start;
-  const unsigned bits = Lanes::Bits(Lanes::Both(Lanes::Load(units), Lanes::Same(pattern.units[0]),
-                                                Lanes::Load(units + pattern.count - 1),
-                                                Lanes::Same(pattern.units[pattern.count - 1])));
+  const std::size_t last = pattern.count - 1;
+  const unsigned bits =
+      Lanes::Bits(Lanes::Both(Lanes::Equal(Lanes::Load(units), Lanes::Same(pattern.units[0])),
+                              Lanes::Equal(Lanes::Load(units + last), Lanes::Same(pattern.units[last]))));
   if (bits == 0) {
     return LaneSearch<Lanes>(text, pattern, start).GoOn(start + Lanes::count);
   }

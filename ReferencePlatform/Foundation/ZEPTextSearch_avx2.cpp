@@ -27,9 +27,8 @@ struct Avx2Lanes {
   static Units Load(const char16_t* units) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(units));
   }
-  static Units Both(Units atFirst, Units first, Units atLast, Units last) {
-    return _mm256_and_si256(_mm256_cmpeq_epi16(atFirst, first), _mm256_cmpeq_epi16(atLast, last));
-  }
+  static Units Equal(Units left, Units right) { return _mm256_cmpeq_epi16(left, right); }
+  static Units Both(Units left, Units right) { return _mm256_and_si256(left, right); }
   static Units Either(Units left, Units right) { return _mm256_or_si256(left, right); }
   static unsigned Bits(Units found) { return static_cast<unsigned>(_mm256_movemask_epi8(found)); }
   static std::size_t FindShort(UnitRange text, UnitRange pattern, std::size_t start) {

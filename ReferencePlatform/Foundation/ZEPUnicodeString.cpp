@@ -108,7 +108,7 @@ ZEPUnicodeString::ZEPUnicodeString(const ZEPUnicodeString& other)
 
 ZEPUnicodeString::ZEPUnicodeString(ZEPUnicodeString&& other) noexcept
     : m_length(other.m_length),
-      m_narrowText(other.m_narrowText.exchange(nullptr, std::memory_order_acq_rel)) {
+      m_narrowText(other.TakeNarrowText()) {
   TakeUnitsOf(other);
 }
 
@@ -129,8 +129,7 @@ ZEPUnicodeString& ZEPUnicodeString::operator=(ZEPUnicodeString&& other) noexcept
   if (this != &other) {
     Empty();
     m_length = other.m_length;
-    m_narrowText.store(other.m_narrowText.exchange(nullptr, std::memory_order_acq_rel),
-                       std::memory_order_release);
+    m_narrowText.store(other.TakeNarrowText(), std::memory_order_relaxed);
     TakeUnitsOf(other);
   }
   return *this;
@@ -391,11 +390,17 @@ void ZEPUnicodeString::Empty() {
   EndAt(0);
 }
 
-void ZEPUnicodeString::DropNarrowText() {
-  // Mostly there is none, and looking is much cheaper than exchanging.
-  if (m_narrowText.load(std::memory_order_relaxed) != nullptr) {
-    delete[] m_narrowText.exchange(nullptr, std::memory_order_acq_rel);
+// Whoever changes a text has it for itself, so that no exchange is needed.
+char* ZEPUnicodeString::TakeNarrowText() {
+  char* const taken = m_narrowText.load(std::memory_order_relaxed);
+  if (taken != nullptr) {
+    m_narrowText.store(nullptr, std::memory_order_relaxed);
   }
+  return taken;
+}
+
+void ZEPUnicodeString::DropNarrowText() {
+  delete[] TakeNarrowText();
 }
 
 ZEPUnicodeString operator+(const ZEPUnicodeString& left, const ZEPUnicodeString& right) {

@@ -33,6 +33,7 @@
 #include <memory>
 #include <optional>
 #include <sys/stat.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -191,6 +192,17 @@ private:
   ZEPUnicodeString m_holderName;
 };
 
+// Appends the context without a copy of all that it holds.
+void appendContext(ZEPCfgContextExpression& context, ZEPListValZEPCfgContextExpression& contexts) {
+  contexts.Append(ZEPCfgContextExpression());
+  ZEPCfgContextExpression& appended = contexts[contexts.Size()];
+  appended.m_contextName = std::move(context.m_contextName);
+  appended.m_contextExpression = std::move(context.m_contextExpression);
+  appended.m_inheritedEffIds = std::move(context.m_inheritedEffIds);
+  appended.m_holderNames = std::move(context.m_holderNames);
+  appended.m_operationHandlerIds = std::move(context.m_operationHandlerIds);
+}
+
 void splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextExpression& contexts) {
   const CutContexts cut = cutContexts(expression);
   TextPart piece(expression);
@@ -208,7 +220,7 @@ void splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextE
     reader.CollectInheritedEffectivities(context);
     trace.Label("Change");
     reader.CollectOperationHandlers(context);
-    contexts.Append(context);
+    appendContext(context, contexts);
   }
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 // What the lists of values share: 1-based positions, elements held by value.
@@ -9,10 +8,7 @@ template <class Element>
 class ZEPListVal {
 public:
   // Appends a copy; the argument may be an element of this list.
-  void Append(const Element& element) {
-    Element copy(element); // before the list moves its elements
-    m_elements.push_back(std::move(copy));
-  }
+  void Append(const Element& element) { m_elements.push_back(element); }
   int Size() const { return static_cast<int>(m_elements.size()); }
   // REQUIRES: 1 <= position <= Size(). References stay valid until the list is next changed.
   Element& operator[](int position) { return m_elements[static_cast<std::size_t>(position) - 1]; }

@@ -94,6 +94,7 @@ private:
   void MoveTo(char16_t* units);
   void AddUnits(const char16_t* units, std::size_t unitCount);
   void Empty();
+  char* TakeNarrowText();
   void DropNarrowText();
 
   char16_t* m_units; // m_inPlace, or memory that equal texts share until one of them is changed
