@@ -119,6 +119,18 @@ Search FastestSearch() {
 
 std::size_t ChooseAndFind(UnitRange text, UnitRange pattern, std::size_t start);
 
+// So few that no lanes help.
+constexpr std::size_t kFewCandidates = 8;
+
+std::size_t FindAmongFew(UnitRange text, UnitRange pattern, std::size_t start) {
+  for (std::size_t position = start; position <= text.count - pattern.count; ++position) {
+    if (text.units[position] == pattern.units[0] && Matches(text, pattern, position)) {
+      return position;
+    }
+  }
+  return kNotFound;
+}
+
 // Chosen by the first search, which may come before this file is initialised.
 constinit std::atomic<Search> chosen = ChooseAndFind;
 
@@ -131,10 +143,9 @@ std::size_t ChooseAndFind(UnitRange text, UnitRange pattern, std::size_t start) 
 } // namespace
 
 std::size_t FindUnits(UnitRange text, UnitRange pattern, std::size_t start) {
-  constexpr std::size_t fewCandidates = 8; // no lanes help with so few
-  if (pattern.count > 0 && CanMatch(text, pattern, start) &&
-      text.count - pattern.count - start < fewCandidates) {
-    return FindUnitsOneByOne(text, pattern, start);
+  if (CanMatch(text, pattern, start) && text.count - pattern.count - start < kFewCandidates &&
+      pattern.count > 0) {
+    return FindAmongFew(text, pattern, start);
   }
   return chosen.load(std::memory_order_relaxed)(text, pattern, start);
 }

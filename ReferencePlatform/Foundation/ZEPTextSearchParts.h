@@ -108,7 +108,7 @@ public:
         m_budget(pattern.count, start) {}
 
   // REQUIRES: the search began one step in front of `position` or further.
-  [[gnu::noinline]] std::size_t GoOn(std::size_t position) {
+  std::size_t GoOn(std::size_t position) {
     const std::size_t candidates = m_text.count - m_pattern.count + 1;
     for (std::size_t block = 0; block < kNearBlocks && candidates - position >= kBlock; ++block) {
       if (BlockHasMatch(position)) {
@@ -128,9 +128,7 @@ public:
   }
 
   // REQUIRES: room for one step of candidates.
-  [[gnu::noinline]] std::size_t Begin(std::size_t position) {
-    return Step(position) ? m_found : GoOn(position + Lanes::count);
-  }
+  std::size_t Begin(std::size_t position) { return Step(position) ? m_found : GoOn(position + Lanes::count); }
 
 private:
   static constexpr std::size_t kBlock = 4 * Lanes::count;
@@ -196,6 +194,17 @@ private:
   std::size_t m_found = kNotFound;
 };
 
+// Apart from the search for a near match, so that this one needs no memory of its own.
+template <class Lanes>
+[[gnu::noinline]] std::size_t FindBehindFirstStep(UnitRange text, UnitRange pattern, std::size_t start) {
+  return LaneSearch<Lanes>(text, pattern, start).GoOn(start + Lanes::count);
+}
+
+template <class Lanes>
+[[gnu::noinline]] std::size_t FindStepByStep(UnitRange text, UnitRange pattern, std::size_t start) {
+  return LaneSearch<Lanes>(text, pattern, start).Begin(start);
+}
+
 template <class Lanes>
 std::size_t FindInLanes(UnitRange text, UnitRange pattern, std::size_t start) {
   if (!CanMatch(text, pattern, start)) {
@@ -214,10 +223,10 @@ std::size_t FindInLanes(UnitRange text, UnitRange pattern, std::size_t start) {
       Lanes::Bits(Lanes::Both(Lanes::Equal(Lanes::Load(units), Lanes::Same(pattern.units[0])),
                               Lanes::Equal(Lanes::Load(units + last), Lanes::Same(pattern.units[last]))));
   if (bits == 0) {
-    return LaneSearch<Lanes>(text, pattern, start).GoOn(start + Lanes::count);
+    return FindBehindFirstStep<Lanes>(text, pattern, start);
   }
   const std::size_t candidate = start + static_cast<unsigned>(__builtin_ctz(bits)) / 2;
-  return Matches(text, pattern, candidate) ? candidate : LaneSearch<Lanes>(text, pattern, start).Begin(start);
+  return Matches(text, pattern, candidate) ? candidate : FindStepByStep<Lanes>(text, pattern, start);
 }
 
 } // namespace

@@ -281,12 +281,13 @@ long removeDescIds(CutText& cut, const ZEPUnicodeString& quote) {
     trace.Value("end", found);
     return found;
   };
+  const int nameLength = descriptionTexts().descId.GetLengthInChar();
   int pos = cut.FindMatch();
   trace.Value("pos", pos);
   for (; pos >= 0; pos = cut.FindMatch()) {
     trace.Value("pos", pos);
     trace.Label("look for the end of the value");
-    const int open = findQuoteFrom(pos + descriptionTexts().descId.GetLengthInChar());
+    const int open = findQuoteFrom(pos + nameLength);
     const int close = open < 1 ? -1 : findQuoteFrom(open + 1);
     if (close < 1) {
       trace.Error("ERROR: end of DescId not found");
