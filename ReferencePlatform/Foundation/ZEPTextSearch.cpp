@@ -2,7 +2,6 @@
 
 #include "ZEPTextSearchParts.h"
 
-#include <atomic>
 #include <string>
 #include <vector>
 
@@ -102,8 +101,6 @@ bool MachineHasAvx2() {
 
 namespace {
 
-using Search = std::size_t (*)(UnitRange text, UnitRange pattern, std::size_t start);
-
 Search FastestSearch() {
 #if ZEP_TEXT_SEARCH_AVX2
   if (MachineHasAvx2()) {
@@ -117,37 +114,15 @@ Search FastestSearch() {
 #endif
 }
 
-std::size_t ChooseAndFind(UnitRange text, UnitRange pattern, std::size_t start);
-
-// So few that no lanes help.
-constexpr std::size_t kFewCandidates = 8;
-
-std::size_t FindAmongFew(UnitRange text, UnitRange pattern, std::size_t start) {
-  for (std::size_t position = start; position <= text.count - pattern.count; ++position) {
-    if (text.units[position] == pattern.units[0] && Matches(text, pattern, position)) {
-      return position;
-    }
-  }
-  return kNotFound;
-}
-
-// Chosen by the first search, which may come before this file is initialised.
-constinit std::atomic<Search> chosen = ChooseAndFind;
-
+// The first search chooses; it may come before this file is initialised.
 std::size_t ChooseAndFind(UnitRange text, UnitRange pattern, std::size_t start) {
   const Search search = FastestSearch();
-  chosen.store(search, std::memory_order_relaxed);
+  fastestSearch.store(search, std::memory_order_relaxed);
   return search(text, pattern, start);
 }
 
 } // namespace
 
-std::size_t FindUnits(UnitRange text, UnitRange pattern, std::size_t start) {
-  if (CanMatch(text, pattern, start) && text.count - pattern.count - start < kFewCandidates &&
-      pattern.count > 0) {
-    return FindAmongFew(text, pattern, start);
-  }
-  return chosen.load(std::memory_order_relaxed)(text, pattern, start);
-}
+constinit std::atomic<Search> fastestSearch = ChooseAndFind;
 
 } // namespace zep

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 #if defined(__SSE2__)
@@ -25,8 +26,14 @@ struct UnitRange {
   std::size_t count;
 };
 
+using Search = std::size_t (*)(UnitRange text, UnitRange pattern, std::size_t start);
+
+extern constinit std::atomic<Search> fastestSearch;
+
 // The fastest of those below that this machine has.
-std::size_t FindUnits(UnitRange text, UnitRange pattern, std::size_t start);
+inline std::size_t FindUnits(UnitRange text, UnitRange pattern, std::size_t start) {
+  return fastestSearch.load(std::memory_order_relaxed)(text, pattern, start);
+}
 
 std::size_t FindUnitsPortable(UnitRange text, UnitRange pattern, std::size_t start);
 #if ZEP_TEXT_SEARCH_SSE2

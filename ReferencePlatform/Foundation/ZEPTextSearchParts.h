@@ -107,17 +107,17 @@ public:
         m_last(Lanes::Same(pattern.units[pattern.count - 1])),
         m_budget(pattern.count, start) {}
 
-  // REQUIRES: the search began one step in front of `position` or further.
-  std::size_t GoOn(std::size_t position) {
+  // REQUIRES: room for one step of candidates in the text, with no match in front of `position`.
+  std::size_t From(std::size_t position) {
     const std::size_t candidates = m_text.count - m_pattern.count + 1;
-    for (std::size_t block = 0; block < kNearBlocks && candidates - position >= kBlock; ++block) {
+    if (candidates - position >= kBlock) {
       if (BlockHasMatch(position)) {
         return m_found;
       }
       position += kBlock;
-    }
-    if (candidates - position >= kBlock && GoFar(position, candidates)) {
-      return m_found;
+      if (GoFar(position, candidates)) {
+        return m_found;
+      }
     }
     for (; candidates - position >= Lanes::count; position += Lanes::count) {
       if (Step(position)) {
@@ -127,12 +127,8 @@ public:
     return position < candidates && Step(candidates - Lanes::count) ? m_found : kNotFound;
   }
 
-  // REQUIRES: room for one step of candidates.
-  std::size_t Begin(std::size_t position) { return Step(position) ? m_found : GoOn(position + Lanes::count); }
-
 private:
   static constexpr std::size_t kBlock = 4 * Lanes::count;
-  static constexpr std::size_t kNearBlocks = 4;
 
   Units Candidates(std::size_t position) const {
     const char16_t* const units = m_text.units + position;
@@ -196,13 +192,8 @@ private:
 
 // Apart from the search for a near match, so that this one needs no memory of its own.
 template <class Lanes>
-[[gnu::noinline]] std::size_t FindBehindFirstStep(UnitRange text, UnitRange pattern, std::size_t start) {
-  return LaneSearch<Lanes>(text, pattern, start).GoOn(start + Lanes::count);
-}
-
-template <class Lanes>
 [[gnu::noinline]] std::size_t FindStepByStep(UnitRange text, UnitRange pattern, std::size_t start) {
-  return LaneSearch<Lanes>(text, pattern, start).Begin(start);
+  return LaneSearch<Lanes>(text, pattern, start).From(start);
 }
 
 template <class Lanes>
@@ -213,20 +204,30 @@ std::size_t FindInLanes(UnitRange text, UnitRange pattern, std::size_t start) {
   if (pattern.count == 0) {
     return start;
   }
-  if (text.count - pattern.count + 1 - start < Lanes::count) {
+  const std::size_t candidates = text.count - pattern.count + 1;
+  if (candidates - start < Lanes::count) {
     return Lanes::FindShort(text, pattern, start);
   }
-  // Most matches are so near that setting up more than one step would cost more than the search.
-  const char16_t* const units = text.units + start;
+  // Most matches are so near that setting up more would cost more than the search.
+  constexpr int nearSteps = 6;
   const std::size_t last = pattern.count - 1;
-  const unsigned bits =
-      Lanes::Bits(Lanes::Both(Lanes::Equal(Lanes::Load(units), Lanes::Same(pattern.units[0])),
-                              Lanes::Equal(Lanes::Load(units + last), Lanes::Same(pattern.units[last]))));
-  if (bits == 0) {
-    return FindBehindFirstStep<Lanes>(text, pattern, start);
+  const auto firstUnit = Lanes::Same(pattern.units[0]);
+  const auto lastUnit = Lanes::Same(pattern.units[last]);
+  std::size_t position = start;
+  for (int step = 0; step < nearSteps && candidates - position >= Lanes::count; ++step) {
+    const char16_t* const units = text.units + position;
+    const unsigned bits = Lanes::Bits(Lanes::Both(Lanes::Equal(Lanes::Load(units), firstUnit),
+                                                  Lanes::Equal(Lanes::Load(units + last), lastUnit)));
+    if (bits != 0) {
+      const std::size_t candidate = position + static_cast<unsigned>(__builtin_ctz(bits)) / 2;
+      if (Matches(text, pattern, candidate)) {
+        return candidate;
+      }
+      break;
+    }
+    position += Lanes::count;
   }
-  const std::size_t candidate = start + static_cast<unsigned>(__builtin_ctz(bits)) / 2;
-  return Matches(text, pattern, candidate) ? candidate : FindStepByStep<Lanes>(text, pattern, start);
+  return FindStepByStep<Lanes>(text, pattern, position);
 }
 
 } // namespace

@@ -25,6 +25,11 @@ struct Range {
 
 // The part of [start, start + length) that lies in a text of `textLength` characters.
 Range Overlap(std::size_t textLength, int start, int length) {
+  // Most ranges lie in the text.
+  if (start >= 0 && length >= 0 && static_cast<std::size_t>(start) <= textLength &&
+      static_cast<std::size_t>(length) <= textLength - static_cast<std::size_t>(start)) {
+    return {static_cast<std::size_t>(start), static_cast<std::size_t>(length)};
+  }
   const auto end = static_cast<std::int64_t>(textLength);
   const std::int64_t from = std::clamp<std::int64_t>(start, 0, end);
   const std::int64_t to = std::clamp<std::int64_t>(std::int64_t{start} + length, from, end);
@@ -83,6 +88,31 @@ std::u16string_view ViewOf(const ZEPUnicodeString& text) {
 }
 
 } // namespace
+
+inline void ZEPUnicodeString::MakeRoom(std::size_t unitCount) {
+  if (IsInPlace() ? unitCount > kUnitsInPlace
+                  : !zep::HasSoleOwner(m_units) || unitCount > zep::CapacityOf(m_units)) {
+    MakeRoomElsewhere(unitCount);
+  }
+}
+
+inline void ZEPUnicodeString::AddUnits(const char16_t* units, std::size_t unitCount) {
+  CopyUnits(m_units + UnitCount(), units, unitCount);
+  EndAt(UnitCount() + unitCount);
+}
+
+// Whoever changes a text has it for itself, so that no exchange is needed.
+inline char* ZEPUnicodeString::TakeNarrowText() {
+  char* const taken = m_narrowText.load(std::memory_order_relaxed);
+  if (taken != nullptr) {
+    m_narrowText.store(nullptr, std::memory_order_relaxed);
+  }
+  return taken;
+}
+
+inline void ZEPUnicodeString::DropNarrowText() {
+  delete[] TakeNarrowText();
+}
 
 ZEPUnicodeString::ZEPUnicodeString() : m_units(m_inPlace), m_length(0), m_narrowText(nullptr) {
   m_inPlace[0] = u'\0';
@@ -194,7 +224,8 @@ int ZEPUnicodeString::SearchSubString(const ZEPUnicodeString& pattern, int start
   }
   const std::size_t found = zep::FindUnits({m_units, UnitCount()}, {pattern.m_units, pattern.UnitCount()},
                                            static_cast<std::size_t>(std::max(start, 0)));
-  return found == zep::kNotFound ? -1 : static_cast<int>(found);
+  static_assert(static_cast<int>(zep::kNotFound) == -1);
+  return static_cast<int>(found);
 }
 
 ZEPUnicodeString ZEPUnicodeString::SubString(int start, int length) const {
@@ -244,8 +275,8 @@ ZEPUnicodeString& ZEPUnicodeString::AppendPart(const ZEPUnicodeString& text, int
   if (range.count > 0) {
     zep::CheckTextLength(UnitCount() + range.count);
     MakeRoom(UnitCount() + range.count);
-    AddUnits(text.m_units + range.start, range.count); // `text` may be this very string
     DropNarrowText();
+    AddUnits(text.m_units + range.start, range.count); // `text` may be this very string
   }
   return *this;
 }
@@ -342,13 +373,6 @@ void ZEPUnicodeString::TakeUnitsOf(ZEPUnicodeString& other) {
   other.EndAt(0);
 }
 
-void ZEPUnicodeString::MakeRoom(std::size_t unitCount) {
-  if (IsInPlace() ? unitCount > kUnitsInPlace
-                  : !zep::HasSoleOwner(m_units) || unitCount > zep::CapacityOf(m_units)) {
-    MakeRoomElsewhere(unitCount);
-  }
-}
-
 void ZEPUnicodeString::MakeRoomElsewhere(std::size_t unitCount) {
   if (IsInPlace()) {
     MoveTo(zep::NewUnits(unitCount));
@@ -377,30 +401,12 @@ void ZEPUnicodeString::MoveTo(char16_t* units) {
   m_units = units;
 }
 
-void ZEPUnicodeString::AddUnits(const char16_t* units, std::size_t unitCount) {
-  CopyUnits(m_units + UnitCount(), units, unitCount);
-  EndAt(UnitCount() + unitCount);
-}
-
 void ZEPUnicodeString::Empty() {
   DropNarrowText();
   if (!IsInPlace()) {
     zep::LetGoOfUnits(std::exchange(m_units, m_inPlace));
   }
   EndAt(0);
-}
-
-// Whoever changes a text has it for itself, so that no exchange is needed.
-char* ZEPUnicodeString::TakeNarrowText() {
-  char* const taken = m_narrowText.load(std::memory_order_relaxed);
-  if (taken != nullptr) {
-    m_narrowText.store(nullptr, std::memory_order_relaxed);
-  }
-  return taken;
-}
-
-void ZEPUnicodeString::DropNarrowText() {
-  delete[] TakeNarrowText();
 }
 
 ZEPUnicodeString operator+(const ZEPUnicodeString& left, const ZEPUnicodeString& right) {

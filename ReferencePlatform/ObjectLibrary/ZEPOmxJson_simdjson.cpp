@@ -5,6 +5,7 @@
 
 #include <simdjson.h>
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -27,8 +28,9 @@ std::string_view WithoutByteOrderMark(std::string_view text) {
 // Turns the parser's document into a tree whose strings stay in the document.
 class TreeBuilder {
 public:
-  explicit TreeBuilder(std::shared_ptr<const simdjson::dom::document> document)
-      : m_document(std::move(document)) {}
+  explicit TreeBuilder(std::shared_ptr<const void> document) : m_document(std::move(document)) {}
+
+  std::size_t NodeCount() const { return m_nodeCount; }
 
   simdjson::error_code Build(simdjson::dom::element element, ZEPOmxAny& oNode) {
     if (++m_nodeCount > kMaxNodes) {
@@ -90,52 +92,67 @@ private:
     return error;
   }
 
-  std::shared_ptr<const simdjson::dom::document> m_document;
+  std::shared_ptr<const void> m_document; // kept alive by each string
   std::size_t m_nodeCount = 0;
 };
 
-// What a parser has allocated serves the next text too, in each thread; what a large text made it
-// allocate is given back.
-class KeptParser {
-public:
-  simdjson::error_code Ready() {
-    if (m_parser != nullptr) {
-      return simdjson::SUCCESS;
+// Memory fresh from the system costs more than the parsing, so that of the last text is kept for the
+// next one. Of a text with few values it is little more than the text itself; all else is given back.
+constexpr std::size_t kKeptTextBytes = std::size_t{8} << 20;
+constexpr std::size_t kKeptNodes = 10000;
+
+std::unique_ptr<simdjson::dom::parser> NewParser() {
+  auto made = std::make_unique<simdjson::dom::parser>(kMaxTextBytes);
+  return made->allocate(0, kMaxDepth) == simdjson::SUCCESS ? std::move(made) : nullptr;
+}
+
+// The document whose tree was gone last.
+constinit std::atomic<simdjson::dom::document*> spareDocument = nullptr;
+
+const struct SpareDocumentRelease {
+  ~SpareDocumentRelease() { delete spareDocument.exchange(nullptr); }
+} spareDocumentRelease;
+
+struct KeptDocument {
+  std::unique_ptr<simdjson::dom::document> document{spareDocument.exchange(nullptr)};
+  bool isKept = false;
+
+  KeptDocument() {
+    if (document == nullptr) {
+      document = std::make_unique<simdjson::dom::document>();
     }
-    auto made = std::make_unique<simdjson::dom::parser>(kMaxTextBytes);
-    const simdjson::error_code error = made->allocate(0, kMaxDepth);
-    if (error == simdjson::SUCCESS) {
-      m_parser = std::move(made);
-    }
-    return error;
   }
-  // REQUIRES: it is ready.
-  simdjson::dom::parser& Parser() { return *m_parser; }
-
-  void GiveBackWhatIsLarge() {
-    if (m_parser != nullptr && m_parser->capacity() > kLargeTextBytes) {
-      m_parser.reset();
+  ~KeptDocument() {
+    if (isKept) {
+      delete spareDocument.exchange(document.release());
     }
   }
-
-private:
-  static constexpr std::size_t kLargeTextBytes = std::size_t{8} << 20;
-
-  std::unique_ptr<simdjson::dom::parser> m_parser;
+  KeptDocument(const KeptDocument&) = delete;
+  KeptDocument& operator=(const KeptDocument&) = delete;
 };
 
 // REQUIRES: the parser's padding may be read behind the text.
 simdjson::error_code Parse(std::string_view text, ZEPOmxAny& oValue) {
-  thread_local KeptParser kept;
-  simdjson::error_code error = kept.Ready();
-  const auto document = std::make_shared<simdjson::dom::document>();
-  simdjson::dom::element root;
-  if (error == simdjson::SUCCESS) {
-    constexpr bool copyFirst = false;
-    error = kept.Parser().parse_into_document(*document, text.data(), text.size(), copyFirst).get(root);
+  thread_local std::unique_ptr<simdjson::dom::parser> keptParser;
+  auto parser = keptParser != nullptr ? std::move(keptParser) : NewParser();
+  if (parser == nullptr) {
+    return simdjson::MEMALLOC;
   }
-  kept.GiveBackWhatIsLarge();
-  return error == simdjson::SUCCESS ? TreeBuilder(document).Build(root, oValue) : error;
+  const auto kept = std::make_shared<KeptDocument>();
+  constexpr bool copyFirst = false;
+  simdjson::dom::element root;
+  simdjson::error_code error =
+      parser->parse_into_document(*kept->document, text.data(), text.size(), copyFirst).get(root);
+  if (error == simdjson::SUCCESS) {
+    TreeBuilder builder(kept);
+    error = builder.Build(root, oValue);
+    if (error == simdjson::SUCCESS && parser->capacity() <= kKeptTextBytes &&
+        builder.NodeCount() <= kKeptNodes) {
+      kept->isKept = true;
+      keptParser = std::move(parser);
+    }
+  }
+  return error;
 }
 
 } // namespace

@@ -32,6 +32,20 @@ void reserve(Text& text, int length) {
   }
 }
 
+// Whether the text ends with a character of the pattern. Where the text type does not show its
+// characters, it may.
+template <class Text>
+bool mayEndInside(const Text& text, const Text& pattern) {
+  if constexpr (requires { text.CastToUnitPtr()[0]; }) {
+    const auto* const units = pattern.CastToUnitPtr();
+    const int length = text.GetLengthInChar();
+    return length > 0 && std::find(units, units + pattern.GetLengthInChar(),
+                                   text.CastToUnitPtr()[length - 1]) != units + pattern.GetLengthInChar();
+  } else {
+    return true;
+  }
+}
+
 // Part of a text, with positions of its own. It can move on to the parts behind it; the searches in
 // it are then those of the next part.
 class TextPart {
@@ -100,6 +114,10 @@ private:
 // A walk over a malformed text can come back to a place for ever.
 class Walk {
 public:
+  void Begin() {
+    m_onward.clear();
+    m_back.clear();
+  }
   // True for a match at which the walk has not been before.
   bool Enters(int position) {
     if (position < 0) {
@@ -229,7 +247,6 @@ public:
   CutText(const TextWithoutSpan& text, const ZEPUnicodeString& pattern)
       : m_text(text),
         m_pattern(pattern),
-        m_patternStart(pattern.SubString(0, 1)),
         m_match(text.Search(pattern, 0)) {}
 
   // The first match, or -1.
@@ -285,11 +302,11 @@ private:
 
   // Where a match begins that a cut has joined from both sides of it, or -1.
   int FindJoined() const {
-    const int reach = m_pattern.GetLengthInChar() - 1;
-    const int start = std::max(m_kept.GetLengthInChar() - reach, 0);
-    if (m_kept.SearchSubString(m_patternStart, start, forward) < 0) {
+    if (!mayEndInside(m_kept, m_pattern)) {
       return -1;
     }
+    const int reach = m_pattern.GetLengthInChar() - 1;
+    const int start = std::max(m_kept.GetLengthInChar() - reach, 0);
     ZEPUnicodeString joint = m_kept.SubString(start, reach);
     m_text.AppendPartTo(joint, m_rest, std::min(m_rest + reach, m_text.GetLengthInChar()));
     const int match = joint.SearchSubString(m_pattern, 0, forward);
@@ -298,7 +315,6 @@ private:
 
   const TextWithoutSpan& m_text;
   const ZEPUnicodeString& m_pattern;
-  const ZEPUnicodeString m_patternStart;
   ZEPUnicodeString m_kept;
   int m_rest = 0;
   int m_match; // in the text, the first that was at or behind the rest when it was searched

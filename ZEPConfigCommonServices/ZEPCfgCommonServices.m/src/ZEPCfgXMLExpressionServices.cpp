@@ -148,8 +148,8 @@ public:
   }
 
   void CollectInheritedEffectivities(ZEPCfgContextExpression& context) {
-    Walk walk;
-    for (int entry = m_entries.From(0); walk.Enters(entry);
+    m_walk.Begin();
+    for (int entry = m_entries.From(0); m_walk.Enters(entry);
          entry = m_entries.From(m_holderNames.ClosingQuote())) {
       const int attributes = entry + inheritedEffLength + 2; // one directly behind a blank is missed
       ReadNumber(m_filterableIds, attributes);
@@ -163,8 +163,8 @@ public:
 
   // A change is listed under the holder name that was read last, whichever context that was in.
   void CollectOperationHandlers(ZEPCfgContextExpression& context) {
-    Walk walk;
-    for (int change = m_changes.From(0); walk.Enters(change);
+    m_walk.Begin();
+    for (int change = m_changes.From(0); m_walk.Enters(change);
          change = m_changes.From(m_handlerIds.ClosingQuote())) {
       ReadNumber(m_handlerIds, change);
       context.m_operationHandlerIds.Append(m_number);
@@ -188,6 +188,7 @@ private:
   AttributeValues m_holderNames;
   ForwardSearch m_changes;
   AttributeValues m_handlerIds;
+  Walk m_walk;
   int m_number = 0;
   ZEPUnicodeString m_holderName;
 };
