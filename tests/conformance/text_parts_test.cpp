@@ -52,6 +52,18 @@ TEST(TextParts, endOfAText_isComparedWithThePattern) {
   }
 }
 
+TEST(TextParts, quote_isTheFirstOne) {
+  const ZEPUnicodeString quote = "\"";
+  for (const char* characters :
+       {"", "\"", "a", "=\"", "\"\"", "\"a", "=a\"", "=\"\"", "aaaa\"", "\"a\"a\""}) {
+    const ZEPUnicodeString text = characters;
+    SCOPED_TRACE(characters);
+    for (int start = 0; start <= text.GetLengthInChar() + 2; ++start) {
+      EXPECT_EQ(zep::searchQuote(text, quote, start), text.SearchSubString(quote, start, zep::forward));
+    }
+  }
+}
+
 // A walk goes on to places further back only where it has not been.
 TEST(TextParts, walk_entersEachPlaceOnce) {
   zep::Walk walk;
@@ -108,6 +120,8 @@ TEST(TextParts, textWithoutSpan_isReadAsIfItWereRemoved) {
       EXPECT_EQ(left.GetLengthInChar(), expected.GetLengthInChar());
       for (int from = 0; from <= expected.GetLengthInChar(); ++from) {
         EXPECT_EQ(left.Search("DescId", from), expected.SearchSubString("DescId", from, 1))
+            << "without " << length << " from " << start << ", search from " << from;
+        EXPECT_EQ(left.SearchQuote("X", from), expected.SearchSubString("X", from, 1))
             << "without " << length << " from " << start << ", search from " << from;
       }
     }

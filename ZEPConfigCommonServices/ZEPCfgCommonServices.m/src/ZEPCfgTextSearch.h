@@ -46,6 +46,20 @@ bool mayEndInside(const Text& text, const Text& pattern) {
   }
 }
 
+// As SearchSubString for a quote, which mostly stands right behind an equals sign: no search is needed
+// where the text type shows its characters. REQUIRES: one character, and a start of 0 or more.
+template <class Text>
+int searchQuote(const Text& text, const Text& quote, int start) {
+  if constexpr (requires { text.CastToUnitPtr()[0]; }) {
+    const auto* const units = text.CastToUnitPtr();
+    if (start < text.GetLengthInChar() - 1 && units[start + 1] == quote.CastToUnitPtr()[0] &&
+        units[start] != units[start + 1]) {
+      return start + 1;
+    }
+  }
+  return text.SearchSubString(quote, start, forward);
+}
+
 // Part of a text, with positions of its own. It can move on to the parts behind it; the searches in
 // it are then those of the next part.
 class TextPart {
@@ -187,20 +201,18 @@ public:
 
   int GetLengthInChar() const { return m_text.GetLengthInChar() - m_length; }
 
+  // As SearchSubString. REQUIRES: a start of 0 or more.
   int Search(const ZEPUnicodeString& pattern, int start) const {
     if (start >= m_start) {
       return FromOriginal(m_text.SearchSubString(pattern, start + m_length, forward));
     }
-    const int match = m_text.SearchSubString(pattern, start, forward);
-    if (match >= 0 && match + pattern.GetLengthInChar() <= m_start) {
-      return match;
+    return SearchFromFront(pattern, start);
+  }
+  int SearchQuote(const ZEPUnicodeString& quote, int start) const {
+    if (start >= m_start) {
+      return FromOriginal(searchQuote(m_text, quote, start + m_length));
     }
-    const int joined = SearchJoint(pattern, start);
-    if (joined >= 0) {
-      return joined;
-    }
-    const int end = m_start + m_length;
-    return FromOriginal(match >= end ? match : m_text.SearchSubString(pattern, end, forward));
+    return SearchFromFront(quote, start);
   }
 
   ZEPUnicodeString Whole() const {
@@ -224,6 +236,19 @@ public:
 
 private:
   int FromOriginal(int position) const { return position < 0 ? -1 : position - m_length; }
+
+  int SearchFromFront(const ZEPUnicodeString& pattern, int start) const {
+    const int match = m_text.SearchSubString(pattern, start, forward);
+    if (match >= 0 && match + pattern.GetLengthInChar() <= m_start) {
+      return match;
+    }
+    const int joined = SearchJoint(pattern, start);
+    if (joined >= 0) {
+      return joined;
+    }
+    const int end = m_start + m_length;
+    return FromOriginal(match >= end ? match : m_text.SearchSubString(pattern, end, forward));
+  }
 
   // A match that has units on both sides of the span.
   int SearchJoint(const ZEPUnicodeString& pattern, int start) const {
@@ -260,9 +285,9 @@ public:
     }
     return ToPosition(m_match);
   }
-  // The first `pattern` at or behind `position`, or -1. REQUIRES: `position` lies in the rest.
-  int FindBehind(const ZEPUnicodeString& pattern, int position) const {
-    return ToPosition(m_text.Search(pattern, m_rest + position - m_kept.GetLengthInChar()));
+  // The first quote at or behind `position`, or -1. REQUIRES: `position` lies in the rest.
+  int FindQuote(const ZEPUnicodeString& quote, int position) const {
+    return ToPosition(m_text.SearchQuote(quote, m_rest + position - m_kept.GetLengthInChar()));
   }
 
   // REQUIRES: the span reaches into the rest.

@@ -278,7 +278,7 @@ long removeDescriptionElement(const ZEPUnicodeString& text, TextWithoutSpan& lef
 long removeDescIds(CutText& cut, const ZEPUnicodeString& quote) {
   trace.Label("Remove the DescId attribute");
   const auto findQuoteFrom = [&](int position) {
-    const int found = cut.FindBehind(quote, position);
+    const int found = cut.FindQuote(quote, position);
     trace.Value("end", found);
     return found;
   };
