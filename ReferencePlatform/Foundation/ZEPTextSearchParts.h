@@ -209,7 +209,7 @@ std::size_t FindInLanes(UnitRange text, UnitRange pattern, std::size_t start) {
     return Lanes::FindShort(text, pattern, start);
   }
   // Most matches are so near that setting up more would cost more than the search.
-  constexpr int nearSteps = 6;
+  constexpr int nearSteps = 3;
   const std::size_t last = pattern.count - 1;
   const auto firstUnit = Lanes::Same(pattern.units[0]);
   const auto lastUnit = Lanes::Same(pattern.units[last]);

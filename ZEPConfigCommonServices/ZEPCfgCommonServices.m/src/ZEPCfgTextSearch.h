@@ -102,12 +102,15 @@ public:
     if (from < m_start) {
       SearchBack(from);
     } else if (m_isFirst || (m_match >= 0 && from > m_match)) {
-      m_match = m_part.Text().SearchSubString(m_pattern, from, forward);
+      m_match = length == 1 ? searchQuote(m_part.Text(), m_pattern, from)
+                            : m_part.Text().SearchSubString(m_pattern, from, forward);
       m_start = from;
     }
     m_isFirst = false;
     return m_match >= 0 && m_match + length <= m_part.End() ? m_match - m_part.Start() : -1;
   }
+
+  int PatternLength() const { return m_pattern.GetLengthInChar(); }
 
 private:
   // No further than where the last search began: from there on its result holds.
@@ -158,11 +161,13 @@ public:
         m_opening(part, "\""),
         m_closing(part, "\"") {}
 
-  // Goes to the value between the first two quotes behind the first such attribute behind `start`.
+  // Goes to the value between the first two quotes behind the first such attribute behind `start`: its
+  // name holds none.
   // What is missing is a position of -1 for the search or the cut that follows. False when that is
   // the value where it stood before.
   bool GoTo(int start) {
-    const int opening = m_opening.From(m_attribute.From(start));
+    const int attribute = m_attribute.From(start);
+    const int opening = m_opening.From(attribute < 0 ? attribute : attribute + m_attribute.PatternLength());
     const int closing = m_closing.From(opening + 1);
     if (m_readIn == m_part.Start() && opening == m_openingQuote && closing == m_closingQuote) {
       return false;

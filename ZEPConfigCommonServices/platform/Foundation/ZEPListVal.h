@@ -8,7 +8,12 @@ template <class Element>
 class ZEPListVal {
 public:
   // Appends a copy; the argument may be an element of this list.
-  void Append(const Element& element) { m_elements.push_back(element); }
+  void Append(const Element& element) {
+    if (m_elements.capacity() == 0) {
+      m_elements.reserve(kFirstCapacity);
+    }
+    m_elements.push_back(element);
+  }
   int Size() const { return static_cast<int>(m_elements.size()); }
   // REQUIRES: 1 <= position <= Size(). References stay valid until the list is next changed.
   Element& operator[](int position) { return m_elements[static_cast<std::size_t>(position) - 1]; }
@@ -16,5 +21,7 @@ public:
   void RemoveAll() { m_elements.clear(); }
 
 private:
+  static constexpr std::size_t kFirstCapacity = 4; // most lists that are not empty hold a few
+
   std::vector<Element> m_elements;
 };
