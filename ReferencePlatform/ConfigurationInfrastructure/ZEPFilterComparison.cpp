@@ -21,6 +21,9 @@ namespace {
 // Days beyond are of no year that a calendar has.
 constexpr std::int64_t kMaxCalendarDay = 3'000'000;
 
+// Terms of which one configuration is tried, before the solver is asked.
+constexpr std::size_t kTries = 8;
+
 std::string DayText(std::int64_t day) {
   if (day < -kMaxCalendarDay || day > kMaxCalendarDay) {
     return "day " + std::to_string(day) + " from 1970-01-01";
@@ -30,12 +33,6 @@ std::string DayText(std::int64_t day) {
   std::snprintf(text, sizeof text, "%04d-%02u-%02u", static_cast<int>(date.year()),
                 static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
   return text;
-}
-
-// One that a person can make something of: next to a bound, where there is one.
-std::int64_t AnyOf(const RangeSet& numbers) {
-  const Range& range = numbers.front();
-  return range.first != kNoFirst ? range.first : (range.last != kNoLast ? range.last : 0);
 }
 
 bool IsSame(const ZEPBinary& left, const ZEPBinary& right) {
@@ -151,24 +148,62 @@ public:
     }
     const Filter candidate = ReadFilterBinary(binary, m_limits);
     const FilterTranslation translation(candidate.variables, m_reference.variables);
-    std::vector<std::size_t> places; // of the terms that are left
-    std::vector<FilterTerm> terms;
-    for (std::size_t place = 0; place < candidate.terms.size(); ++place) {
-      FilterTerm term = translation.Translated(candidate.terms[place]);
-      if (!m_index.IsIncludedInATerm(term)) {
-        places.push_back(place);
-        terms.push_back(std::move(term));
-      }
-    }
-    const auto outsider = terms.empty() ? std::nullopt : Solver().Find(terms);
+    const auto outsider = FindOutsider(candidate, translation);
     if (!outsider) {
       return std::nullopt;
     }
     return Explanation(candidate, m_reference, translation)
-        .Explain(candidate.terms[places[outsider->term]], outsider->numbers);
+        .Explain(candidate.terms[outsider->term], outsider->numbers);
   }
 
 private:
+  // With the place of its term in the candidate.
+  std::optional<FilterSolver::Outsider> FindOutsider(const Filter& candidate,
+                                                     const FilterTranslation& translation) {
+    std::vector<FilterTerm> terms; // that no term of the reference includes
+    std::vector<std::size_t> places;
+    for (std::size_t place = 0; place < candidate.terms.size(); ++place) {
+      FilterTerm term = translation.Translated(candidate.terms[place]);
+      if (m_index.IsIncludedInATerm(term)) {
+        continue;
+      }
+      if (terms.size() < kTries) {
+        if (auto outsider = Try(term, place)) {
+          return outsider;
+        }
+      }
+      terms.push_back(std::move(term));
+      places.push_back(place);
+    }
+    auto outsider = terms.empty() ? std::nullopt : Solver().Find(terms);
+    if (outsider) {
+      outsider->term = places[outsider->term];
+    }
+    return outsider;
+  }
+
+  // One configuration of the term, with names that nobody mentioned where it may be.
+  std::optional<FilterSolver::Outsider> Try(const FilterTerm& term, std::size_t place) {
+    FilterSolver::Outsider outsider{place, {}};
+    FilterTerm configuration;
+    for (std::uint32_t variable = 0; variable < m_reference.variables.size(); ++variable) {
+      const FilterLiteral* const literal = FindLiteral(term, variable);
+      outsider.numbers.push_back(OneOf(m_reference.variables[variable], literal));
+      configuration.push_back({variable, {outsider.numbers.back()}});
+    }
+    const bool isOutside = !m_index.IsIncludedInATerm(configuration) && !m_index.HasGivenUp();
+    return isOutside ? std::optional(std::move(outsider)) : std::nullopt;
+  }
+
+  static Range OneOf(const FilterVariable& variable, const FilterLiteral* literal) {
+    const RangeSet numbers = literal == nullptr ? RangeSet{DomainOf(variable.kind)} : literal->numbers;
+    if (HasNames(variable.kind) && numbers.back().last == kNoLast) {
+      return {static_cast<std::int64_t>(variable.values.size()), kNoLast};
+    }
+    const std::int64_t number = AnyOf(numbers);
+    return {number, number};
+  }
+
   FilterSolver& Solver() {
     if (m_solver == nullptr) {
       m_solver = std::make_unique<FilterSolver>(m_reference, m_deadline);

@@ -89,11 +89,15 @@ bool FilterIndex::IsIncludedInATerm(const FilterTerm& term) {
   return false;
 }
 
+bool FilterIndex::HasGivenUp() const {
+  return m_comparisons > kMaxComparisons;
+}
+
 bool FilterIndex::IsIncludedInOneOf(const Places& places, const FilterTerm& term) {
   for (const std::uint32_t place : places) {
     const FilterTerm& outer = m_filter.terms[place];
     m_comparisons += outer.size();
-    if (m_comparisons > kMaxComparisons) {
+    if (HasGivenUp()) {
       return false;
     }
     if (IsIncluded(term, outer)) {

@@ -8,14 +8,15 @@
 
 namespace zep {
 
-// Finds quickly that one term of a filter alone includes a given one. It gives up after a while: a "no"
-// says nothing.
+// Finds quickly whether one term of a filter alone includes a given one.
 class FilterIndex {
 public:
   explicit FilterIndex(const Filter& filter); // has to outlive the index
 
   // The term is in the filter's numbers.
   bool IsIncludedInATerm(const FilterTerm& term);
+  // After too many comparisons a "no" says nothing any more.
+  bool HasGivenUp() const;
 
 private:
   using Places = std::vector<std::uint32_t>; // of terms

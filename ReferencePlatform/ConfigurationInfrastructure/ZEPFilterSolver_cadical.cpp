@@ -55,6 +55,7 @@ public:
       : m_filter(filter),
         m_cuts(CutsOf(filter)),
         m_terminator(deadline) {
+    m_solver.set("quiet", 1); // standard output is the program's
     m_solver.connect_terminator(&m_terminator);
     for (const Cuts& cuts : m_cuts) {
       m_firstBelow.push_back(m_booleans + 1);

@@ -83,6 +83,11 @@ bool Includes(const RangeSet& numbers, std::int64_t number) {
   return range != numbers.end() && range->first <= number;
 }
 
+std::int64_t AnyOf(const RangeSet& numbers) {
+  const Range& range = numbers.front();
+  return range.first != kNoFirst ? range.first : (range.last != kNoLast ? range.last : 0);
+}
+
 bool Includes(const RangeSet& outer, const RangeSet& inner) {
   auto range = outer.begin();
   for (const Range& wanted : inner) {

@@ -32,6 +32,8 @@ RangeSet Union(const RangeSet& left, const RangeSet& right);
 RangeSet Intersection(const RangeSet& left, const RangeSet& right);
 RangeSet Complement(const RangeSet& numbers, const Range& domain);
 bool Includes(const RangeSet& numbers, std::int64_t number);
+// One that a person can make something of: next to a bound, where there is one. REQUIRES: there is a number.
+std::int64_t AnyOf(const RangeSet& numbers);
 bool Includes(const RangeSet& outer, const RangeSet& inner);
 
 } // namespace zep
