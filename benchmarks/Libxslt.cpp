@@ -50,6 +50,25 @@ void appendTexts(const xmlNode* node, std::string& text) {
   }
 }
 
+Compiled compiled(const std::string& path) {
+  Compiled stylesheet(xsltParseStylesheetFile(reinterpret_cast<const xmlChar*>(path.c_str())));
+  bench::require(stylesheet != nullptr, "libxslt does not compile " + path);
+  return stylesheet;
+}
+
+std::string formatPlainly(const Compiled& stylesheet, std::string_view expression) {
+  const Document document(
+      xmlReadMemory(expression.data(), static_cast<int>(expression.size()), nullptr, "UTF-8", parserOptions));
+  const Document result = transformed(stylesheet, document);
+  xmlChar* bytes = nullptr;
+  int count = 0;
+  bench::require(xsltSaveResultToString(&bytes, &count, result.get(), stylesheet.get()) == 0,
+                 "libxslt does not save a result");
+  std::string text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
+  xmlFree(bytes);
+  return text;
+}
+
 } // namespace
 
 struct Stylesheet::Objects {
@@ -58,24 +77,14 @@ struct Stylesheet::Objects {
 };
 
 Stylesheet::Stylesheet(const std::string& path) : m_objects(std::make_unique<Objects>()) {
-  m_objects->stylesheet.reset(xsltParseStylesheetFile(reinterpret_cast<const xmlChar*>(path.c_str())));
-  bench::require(m_objects->stylesheet != nullptr, "libxslt does not compile " + path);
+  m_objects->stylesheet = compiled(path);
   m_objects->parser = parserWithDictionaryOf(*m_objects->stylesheet);
 }
 
 Stylesheet::~Stylesheet() = default;
 
 std::string Stylesheet::Plain(std::string_view expression) const {
-  const Document document(
-      xmlReadMemory(expression.data(), static_cast<int>(expression.size()), nullptr, "UTF-8", parserOptions));
-  const Document result = transformed(m_objects->stylesheet, document);
-  xmlChar* bytes = nullptr;
-  int count = 0;
-  bench::require(xsltSaveResultToString(&bytes, &count, result.get(), m_objects->stylesheet.get()) == 0,
-                 "libxslt does not save a result");
-  std::string text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count));
-  xmlFree(bytes);
-  return text;
+  return formatPlainly(m_objects->stylesheet, expression);
 }
 
 std::string Stylesheet::Best(std::string_view expression) const {
@@ -86,6 +95,10 @@ std::string Stylesheet::Best(std::string_view expression) const {
   std::string text;
   appendTexts(result->children, text);
   return text;
+}
+
+std::string formatOnce(std::string_view expression, const std::string& stylesheetPath) {
+  return formatPlainly(compiled(stylesheetPath), expression);
 }
 
 } // namespace libxslt

@@ -26,4 +26,7 @@ private:
   std::unique_ptr<Objects> m_objects;
 };
 
+// Everything anew: reads and compiles the stylesheet, too.
+std::string formatOnce(std::string_view expression, const std::string& stylesheetPath);
+
 } // namespace libxslt

@@ -21,10 +21,6 @@ ZEPUnicodeString format(const ZEPUnicodeString& expression, const ZEPUnicodeStri
   return text;
 }
 
-std::string formatWithLibxslt(const std::string& expression, const std::string& stylesheet) {
-  return libxslt::Stylesheet(stylesheet).Plain(expression);
-}
-
 // Each is another stylesheet, and no two are ever equal: a number stands in a comment at its end.
 std::vector<std::string> newStylesheets(std::size_t count) {
   static const std::string text = bench::readFile(ZEP_STYLESHEET_UTF8);
@@ -52,11 +48,11 @@ void compare(const inputs::Size& size) {
   const ZEPUnicodeString text = bench::textOf(expression);
   const std::string known = ZEP_STYLESHEET_UTF8;
   bench::requireSame("one_shot", bench::utf8Of(format(text, known.c_str())),
-                     formatWithLibxslt(expression, known));
+                     libxslt::formatOnce(expression, known));
 
   const std::string used = std::string("one_shot/used_before/") + size.name;
   bench::add(used + "/ours", [=] { bench::keep(format(text, known.c_str())); });
-  bench::add(used + "/libxslt", [=] { bench::keep(formatWithLibxslt(expression, known)); });
+  bench::add(used + "/libxslt", [=] { bench::keep(libxslt::formatOnce(expression, known)); });
 
   const std::string first = std::string("one_shot/first_use/") + size.name;
   bench::addCounted(first + "/ours", count, [=](std::size_t times) {
@@ -65,7 +61,7 @@ void compare(const inputs::Size& size) {
   });
   bench::addCounted(first + "/libxslt", count, [=](std::size_t times) {
     return withNext(newStylesheets(times),
-                    [=](const std::string& path) { return formatWithLibxslt(expression, path); });
+                    [=](const std::string& path) { return libxslt::formatOnce(expression, path); });
   });
 }
 
