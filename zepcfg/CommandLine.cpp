@@ -30,7 +30,10 @@ struct Arguments {
   SplitOptions split;
   StripOptions strip;
   AlwaysTrueOptions alwaysTrue;
+  CompileOptions compile;
+  IncludesOptions includes;
   CallOptions call;
+  IdsOptions ids;
   StylesheetOptions stylesheet;
   StylesheetCheckOptions check;
 };
@@ -69,13 +72,17 @@ public:
     addSplit();
     addStrip();
     addAlwaysTrue();
+    addCompile();
+    addIncludes();
     addCall();
+    addIds();
     addStylesheet();
     addDoctor();
   }
 
   int run(int argc, const char* const* argv) {
-    std::vector<std::string> words = withTraceFileJoined(argc, argv);
+    m_words = withTraceFileJoined(argc, argv);
+    std::vector<std::string> words = m_words;
     std::reverse(words.begin(), words.end()); // the order in which the parser takes them
     try {
       m_app.parse(words);
@@ -92,9 +99,10 @@ public:
 private:
   void addGlobalOptions() {
     m_app.name("zepcfg");
-    m_app.description("Configuration expressions: display text, web services, stylesheets.");
+    m_app.description("Configuration expressions: display text, filters, web services, stylesheets.");
     m_app.formatter(m_help);
-    m_app.allow_extras(); // refused later, with a suggestion
+    m_app.allow_extras();           // refused later, with a suggestion
+    m_app.require_subcommand(0, 1); // a command's arguments may be called like another command
     m_app.set_version_flag("--version", std::string("zepcfg ") + ZEP_VERSION);
     m_app
         .add_option("--url", m_arguments.global.url,
@@ -201,6 +209,35 @@ private:
     });
   }
 
+  void addCompile() {
+    CompileOptions& options = m_arguments.compile;
+    CLI::App* const command = addCommand(m_app, "compile", "an expression into its compiled form",
+                                         "zepcfg compile samples/units.xml -o units.zepfilter");
+    command->add_option("FILE", options.file, "expression in XML; none or -: standard input")->type_name(" ");
+    onRun(command, [this, &options] {
+      options.output = m_arguments.output;
+      return runCompile(options);
+    });
+  }
+
+  void addIncludes() {
+    IncludesOptions& options = m_arguments.includes;
+    CLI::App* const command =
+        addCommand(m_app, "includes", "is everything that filter A selects selected by filter B",
+                   "zepcfg includes --explain samples/always.xml samples/one-feature.xml");
+    for (const auto& [name, file] : {std::pair("A", &options.a), std::pair("B", &options.b)}) {
+      command->add_option(name, *file, "expression in XML, or compiled; -: standard input")
+          ->required()
+          ->type_name(" ");
+    }
+    command->add_flag("--explain", options.explain,
+                      "with a no, a configuration that A selects and B does not");
+    onRun(command, [this, &options] {
+      options.output = m_arguments.output;
+      return runIncludes(options);
+    });
+  }
+
   void addCall() {
     CallOptions& options = m_arguments.call;
     CLI::App* const command =
@@ -221,6 +258,28 @@ private:
       options.output = m_arguments.output;
       return runCall(options);
     });
+  }
+
+  void addIds() {
+    IdsOptions& options = m_arguments.ids;
+    CLI::App* const command = addCommand(m_app, "ids", "identifier texts for a web-service request",
+                                         "zepcfg ids ConfigurationFeature:Engine:4F2A91C0 Part:Door:7B6E");
+    command->add_option("ID", options.ids, "identifiers: type:logical:physical")->required()->type_name(" ");
+    onRun(command, [this, &options] {
+      options.output = m_arguments.output;
+      refuseLists();
+      return runIds(options);
+    });
+  }
+
+  // The parser takes a text in brackets for a list, and leaves no trace of it.
+  void refuseLists() const {
+    for (const std::string& word : m_words) {
+      if (startsWith(word, "[") && word.back() == ']') {
+        failBadInput("'" + word + "'", "reading the identifiers", "no identifier begins with [",
+                     "write identifiers one by one, each as type:logical:physical");
+      }
+    }
   }
 
   void addStylesheet() {
@@ -374,6 +433,7 @@ private:
     }
   }
 
+  std::vector<std::string> m_words;
   Arguments m_arguments;
   CLI::App m_app;
   std::shared_ptr<HelpFormatter> m_help;

@@ -48,6 +48,20 @@ struct AlwaysTrueOptions {
 };
 int runAlwaysTrue(const AlwaysTrueOptions& options);
 
+struct CompileOptions {
+  std::string file = "-";
+  OutputOptions output; // the file is for the compiled form, never for the JSON object
+};
+int runCompile(const CompileOptions& options);
+
+struct IncludesOptions {
+  std::string a;
+  std::string b;
+  bool explain = false;
+  OutputOptions output;
+};
+int runIncludes(const IncludesOptions& options);
+
 struct CallOptions {
   std::string verb;
   std::string path;
@@ -56,6 +70,12 @@ struct CallOptions {
   OutputOptions output;
 };
 int runCall(const CallOptions& options);
+
+struct IdsOptions {
+  std::vector<std::string> ids;
+  OutputOptions output;
+};
+int runIds(const IdsOptions& options);
 
 struct StylesheetOptions {
   bool print = false;

@@ -48,8 +48,7 @@ void sayThatItWaits(int descriptor) {
 }
 
 template <class Decode>
-ZEPUnicodeString decodeOrFail(const std::string& file, Decode decode) {
-  const std::string bytes = readInput(file);
+ZEPUnicodeString decodeOrFail(const std::string& file, std::string_view bytes, Decode decode) {
   try {
     return decode(bytes);
   } catch (const DecodingError& error) {
@@ -104,11 +103,19 @@ std::string readInput(const std::string& file) {
 }
 
 ZEPUnicodeString readXML(const std::string& file) {
-  return decodeOrFail(file, decodeXML);
+  return decodeXMLInput(file, readInput(file));
+}
+
+ZEPUnicodeString decodeXMLInput(const std::string& file, std::string_view bytes) {
+  return decodeOrFail(file, bytes, decodeXML);
 }
 
 ZEPUnicodeString readData(const std::string& data) {
-  return startsWith(data, "@") ? decodeOrFail(data.substr(1), decodeText) : fromUTF8(data);
+  if (!startsWith(data, "@")) {
+    return fromUTF8(data);
+  }
+  const std::string file = data.substr(1);
+  return decodeOrFail(file, readInput(file), decodeText);
 }
 
 std::string pathAsFound(const std::string& path) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 // What commands read. Every function throws CommandFailure where it cannot.
 namespace zep::cli {
@@ -21,6 +22,8 @@ std::string readInput(const std::string& file);
 
 // An XML document, in whatever encoding it says that it is.
 ZEPUnicodeString readXML(const std::string& file);
+// The same of bytes that were read from that file.
+ZEPUnicodeString decodeXMLInput(const std::string& file, std::string_view bytes);
 
 // The JSON of the option --data: the text itself, or that of a file behind "@" ("@-": standard input).
 ZEPUnicodeString readData(const std::string& data);

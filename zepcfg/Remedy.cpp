@@ -46,9 +46,32 @@ constexpr Row errorRows[] = {
     {"ws httpcommand: ", "the server did not accept the request: see its answer above and its log"},
     {"openrequest failed", "check --url or ZEP_URL: http://HOST:PORT or https://HOST:PORT"},
     {"addrequestheaders failed", "the context holds a line end or another character that no header may hold"},
+    {"isplmidoftype failed", "write it as type:logical:physical, such as Part:Door:7B6E"},
+    {"getlogicalid failed",
+     "give the feature its logical part: ConfigurationFeature:logical:physical, such as "
+     "ConfigurationFeature:Engine:4F2A91C0"},
     {"createtransformer failed", "correct the stylesheet, or use another one"},
     {"transform failed", "check that the stylesheet suits the input"},
 };
+
+// What works on filters, and by what the platform said about them.
+constexpr const char* filterOperations[] = {"CompileFilter", "IsAIncludedInB", "FindCounterexample"};
+constexpr Row filterRows[] = {
+    {"zep_filter_timeout_ms",
+     "let it take longer (ZEP_FILTER_TIMEOUT_MS, in milliseconds), or compare smaller filters"},
+    {"zep_filter_max_terms", "simplify the expression, or raise ZEP_FILTER_MAX_TERMS"},
+    {"compiled filter", "compile its expression again: zepcfg compile FILE -o OUT"},
+    {"document is empty", "name a file that holds an expression"},
+    {"zep_xslt_", "give a smaller expression, or raise that limit"},
+    {"line ", "correct the input at that line; its schema is ConfigurationExpression.xsd"},
+    {"",
+     "name an expression in well-formed XML without a document type (or, for includes, a compiled filter)"},
+};
+
+bool isFilterOperation(const std::string& operation) {
+  return std::find(std::begin(filterOperations), std::end(filterOperations), operation) !=
+         std::end(filterOperations);
+}
 
 bool isTransportFailure(const std::string& errors) {
   return std::any_of(std::begin(transportErrors), std::end(transportErrors),
@@ -75,6 +98,9 @@ std::string lastErrorMessage(long code) {
 } // namespace
 
 std::string remedyFor(const Failure& failure) {
+  if (isFilterOperation(failure.operation)) {
+    return findRemedy(toLowerASCII(failure.message), filterRows);
+  }
   std::string errors;
   for (const std::string& error : failure.errors) {
     errors += toLowerASCII(error) + "\n";

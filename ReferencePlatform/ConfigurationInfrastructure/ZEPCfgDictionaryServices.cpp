@@ -19,6 +19,8 @@ long ZEPCfgDictionaryServices::IsPLMIDOfType(const ZEPPLMID& iId, const ZEPUnico
   if (!parts) {
     return E_INVALIDARG;
   }
-  oIsOfType = parts->type == std::u16string_view(iType.CastToUnitPtr()) ? 1 : 0;
+  // The whole text, which may hold NUL.
+  const std::u16string_view type(iType.CastToUnitPtr(), static_cast<std::size_t>(iType.GetLengthInChar()));
+  oIsOfType = parts->type == type ? 1 : 0;
   return S_OK;
 }

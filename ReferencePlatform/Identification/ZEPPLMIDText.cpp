@@ -24,7 +24,8 @@ bool IsName(std::u16string_view text, std::u16string_view punctuation) {
 }
 
 bool HasControlCharacter(std::u16string_view text) {
-  return std::any_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x20 || unit == 0x7F; });
+  return std::any_of(text.begin(), text.end(),
+                     [](char16_t unit) { return unit < 0x20 || (unit >= 0x7F && unit < 0xA0); });
 }
 
 const char* Fault(std::u16string_view text) {

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "UTF8Texts.h"
 #include "XMLExpressionTest.h"
 #include "ZEPCfgContextExpression.h"
 #include "ZEPListValZEPCfgContextExpression.h"
-#include "ZEPUTF8Conversion.h"
 
 #include <ostream>
 #include <string>
@@ -15,17 +15,6 @@ inline const std::string splitEntry =
     entryLines("SplitByContext(const class ZEPUnicodeString &,class ZEPListValZEPCfgContextExpression &)");
 inline const std::string removeEntry =
     entryLines("RemoveDescription(const class ZEPUnicodeString &,class ZEPUnicodeString &)");
-
-inline ZEPUnicodeString textOf(const std::string& utf8) {
-  ZEPUnicodeString text;
-  text.BuildFromUTF8(utf8.data(), utf8.size());
-  return text;
-}
-
-inline std::string utf8Of(const ZEPUnicodeString& text) {
-  const ZEPUTF8Conversion converted(text);
-  return {converted.Bytes(), converted.ByteCount()};
-}
 
 inline std::string repeated(int count, const std::string& text) {
   std::string result;

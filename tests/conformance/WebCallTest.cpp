@@ -1,5 +1,7 @@
 #include "WebCallTest.h"
 
+#include "UTF8Texts.h"
+
 #include <sstream>
 #include <stdexcept>
 
@@ -220,9 +222,7 @@ void WebCallTest::AnswerInPieces(const std::string& status, const std::vector<st
 }
 
 ZEPUnicodeString WebCallTest::Text(const std::string& utf8) {
-  ZEPUnicodeString text;
-  text.BuildFromUTF8(utf8.data(), utf8.size());
-  return text;
+  return textOf(utf8);
 }
 
 long WebCallTest::Run(const WebCall& call, ZEPUnicodeString& answer) {
@@ -274,6 +274,14 @@ void WebCallTest::ExpectExceptionInEveryMode(const WebCall& call, const Preparat
 
 void WebCallTest::ExpectRecordsOfQuestions(const WebCall& call, const Preparation& prepare,
                                            const std::string& steps) {
+  InEveryQuestion(prepare, steps, [&call] {
+    ZEPUnicodeString answer;
+    Run(call, answer);
+  });
+}
+
+void WebCallTest::InEveryQuestion(const Preparation& prepare, const std::string& steps,
+                                  const std::function<void()>& run) {
   const int last = QuestionsIn(steps);
   for (int query = 1; query <= last; ++query) {
     const TraceQuestion questions[] = {
@@ -287,8 +295,7 @@ void WebCallTest::ExpectRecordsOfQuestions(const WebCall& call, const Preparatio
       script().allowUnbalancedMethods();
       script().traceWhen(isOn);
       prepare();
-      ZEPUnicodeString answer;
-      Run(call, answer);
+      run();
       EXPECT_EQ(StepsTaken(), Shown(steps, isOn, false));
       EXPECT_EQ(script().activatedQueries(), last);
       endRow();
@@ -319,6 +326,8 @@ std::string WebCallTest::Shown(const std::string& steps, const TraceQuestion& tr
       shown += "|" + line.substr(1) + "\n";
     } else if (line.starts_with("% ")) {
       shown += perfoIsOn ? line.substr(2) + "\n" : "";
+    } else if (line.starts_with("@ ")) {
+      shown += traceIsOn(query + 1) ? line.substr(2) + "\n" : "";
     } else if (line.starts_with("> ") || line.starts_with("| ") || line == "exit") {
       isOn = traceIsOn(++query);
       shown += isOn ? line + "\n" : "";

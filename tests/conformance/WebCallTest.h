@@ -16,6 +16,7 @@
 //   <                      the method is forgotten   }
 //   ! text                 a record that is written with the trace off too
 //   % step                 a call or record ("| text") that comes with performance timing on
+//   @ step                 a call made for the detail behind it, and only if that is written
 //   Execute(...)           a call of the platform, as ScriptedPlatform.h shows it
 // The end of objects is left out of it: its order is free, but for what is looked at by itself.
 
@@ -89,13 +90,15 @@ protected:
   // Makes the call with the trace on for one question only, for all up to it, and from it on.
   void ExpectRecordsOfQuestions(const WebCall& call, const Preparation& prepare, const std::string& steps);
 
+  // The same of any operation.
+  void InEveryMode(const Preparation& prepare, const std::string& steps, const std::function<void()>& run);
+  void InEveryQuestion(const Preparation& prepare, const std::string& steps,
+                       const std::function<void()>& run);
+
   // What was done so far, and what of `steps` shows in a mode.
   static std::string StepsTaken();
   using TraceQuestion = std::function<bool(int query)>;
   static std::string Shown(const std::string& steps, const TraceQuestion& traceIsOn, bool perfoIsOn);
   static std::string ShownWithTrace(const std::string& steps);
   static int QuestionsIn(const std::string& steps);
-
-private:
-  void InEveryMode(const Preparation& prepare, const std::string& steps, const std::function<void()>& run);
 };

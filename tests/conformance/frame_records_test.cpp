@@ -1,6 +1,9 @@
 #include "ConformanceTest.h"
+#include "ZEPBinary.h"
+#include "ZEPCfgFilterBasicServices.h"
 #include "ZEPCfgWebServices.h"
 #include "ZEPCfgXMLExpressionServices.h"
+#include "ZEPListValZEPPLMID.h"
 
 #include <gmock/gmock.h>
 
@@ -39,6 +42,20 @@ long callWeb(long (*operation)(const ZEPUnicodeString&, const ZEPUnicodeString&,
   return operation(verb, "/path", "{}", answer);
 }
 
+long buildJsonList() {
+  ZEPListValZEPPLMID ids;
+  ids.Append(ZEPPLMID("feature"));
+  ids.Append(ZEPPLMID("part"));
+  ids.Append(ZEPPLMID());
+  std::vector<ZEPUnicodeString> texts;
+  return ZEPCfgWebServices::BuildJsonList(ids, texts);
+}
+
+long compareFilters() {
+  unsigned char isIncluded = 0;
+  return ZEPCfgFilterBasicServices::IsAIncludedInB(ZEPBinary("a", 1), ZEPBinary("b", 1), isIncluded);
+}
+
 long format(const char* customFile, unsigned char compactView) {
   ZEPUnicodeString formatted;
   return ZEPCfgXMLExpressionServices::FormatExpression("<x/>", formatted, customFile, compactView);
@@ -68,6 +85,10 @@ const std::vector<Operation>& operations() {
                 [] { return callWeb(ZEPCfgWebServices::NewCallWebService, "POST"); }, S_OK},
       Operation{__LINE__, "OldCallWebService", "ZEPCfgWebServices", WEB_SIGNATURE("OldCallWebService"),
                 [] { return callWeb(ZEPCfgWebServices::OldCallWebService, "PUT"); }, S_OK},
+      Operation{__LINE__, "BuildJsonList", "ZEPCfgWebServices",
+                "long __cdecl ZEPCfgWebServices::BuildJsonList(const class ZEPListValZEPPLMID &,"
+                "class std::vector<class ZEPUnicodeString,class std::allocator<class ZEPUnicodeString> > &)",
+                buildJsonList, S_OK},
       Operation{__LINE__, "IsEncodingUTF16", "ZEPCfgXMLExpressionServices",
                 XML_SIGNATURE("IsEncodingUTF16(class ZEPUnicodeString)"),
                 [] { return ZEPCfgXMLExpressionServices::IsEncodingUTF16(stylesheetPath); }, S_FALSE},
@@ -99,6 +120,7 @@ protected:
     script().files["C:\\setting.xsl"] = "<xsl:output/>";
     script().settings["EffeCustoFilePathSetting"]["EffCustoPath"] = "C:\\setting.xsl";
     script().json = jsonObject({{"xslt", jsonObject({{"content", jsonText("")}})}});
+    script().objects["feature"] = {1, "logical", "physical"};
   }
 
   static std::string LinesBetween(const std::string& lines, int first, int last) {
@@ -323,6 +345,8 @@ TEST_F(FrameRecordsTest, exception_passesThrough_whicheverCallRaisesIt) {
                 LegacyAnswer{"200", "Transfer-Encoding: chunked", false, "", false, {"one", "two"}, ""};
           },
           [] { return callWeb(ZEPCfgWebServices::OldCallWebService, "GET"); }},
+      Row{__LINE__, nothing, buildJsonList},
+      Row{__LINE__, nothing, compareFilters},
   };
   // Read once for the process, so that it does not differ between the runs below.
   callWeb(ZEPCfgWebServices::CallWebService, "GET");

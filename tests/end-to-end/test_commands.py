@@ -9,7 +9,7 @@ import pytest
 
 import support
 
-COMMANDS = [["format"], ["call"], ["stylesheet"], ["stylesheet", "check"], ["doctor"]]
+COMMANDS = [["format"], ["compile"], ["includes"], ["call"], ["ids"], ["stylesheet"], ["stylesheet", "check"], ["doctor"]]
 
 
 def test_help_begins_with_an_example(zepcfg):
@@ -34,7 +34,8 @@ def test_version_names_the_program(zepcfg):
 @pytest.mark.parametrize(
     "arguments",
     [["nonsense"], ["--nonsense"], [], ["format", "--nonsense"], ["stylesheet", "nonsense"], ["call"], ["call", "GET"],
-     ["doctor", "too", "much"], ["stylesheet", "check"]],
+     ["doctor", "too", "much"], ["stylesheet", "check"], ["includes"], ["includes", "a"], ["includes", "a", "b", "c"],
+     ["compile", "a", "b"], ["ids"], ["always-true", "doctor"]],
     ids=" ".join,
 )
 def test_bad_command_line_fails_with_a_pointer_to_the_help(zepcfg, arguments):

@@ -1,15 +1,42 @@
 #include "ScriptedState.h"
+#include "ZEPCfgBasicInfraServices.h"
+#include "ZEPCfgDictionaryServices.h"
+#include "ZEPCfgExpressionComparisonServices.h"
 #include "ZEPCfgInfraServices.h"
 #include "ZEPCfgTracePerfo.h"
+#include "ZEPListValZEPBinary.h"
+#include "ZEPListValZEPBoolean.h"
 
 using namespace scripted;
 
-long ZEPCfgInfraServices::GetCurrentContext(ZEPUnicodeString& oContext) {
-  const Call call(Op::GetCurrentContext);
+namespace {
+
+template <class List>
+Plain shownList(const List& list) {
+  std::string text;
+  for (int i = 1; i <= list.Size(); ++i) {
+    text += (i == 1 ? "" : ", ") + argumentText(list[i]);
+  }
+  return {"[" + text + "]"};
+}
+
+PLMObject objectOf(const ZEPPLMID& id) {
+  const auto known = script().objects.find(utf8Of(id));
+  return known == script().objects.end() ? PLMObject() : known->second;
+}
+
+long giveText(const Call& call, const std::string& given, ZEPUnicodeString& text) {
   if (!call.Fails()) {
-    oContext = call.GivesEmpty() ? ZEPUnicodeString() : textOf(script().context);
+    text = call.GivesEmpty() ? ZEPUnicodeString() : textOf(given);
   }
   return call.Code();
+}
+
+} // namespace
+
+long ZEPCfgInfraServices::GetCurrentContext(ZEPUnicodeString& oContext) {
+  const Call call(Op::GetCurrentContext);
+  return giveText(call, script().context, oContext);
 }
 
 unsigned char ZEPCfgInfraServices::GetBranchingVar() {
@@ -45,4 +72,41 @@ char* ZEPCfgTracePerfo::beginPerfo() {
 char* ZEPCfgTracePerfo::endPerfo() {
   const Call call(Op::endPerfo);
   return m_implementation->endText.data();
+}
+
+// Another text than the reference platform's, so that a test sees whose it is.
+const char* const entity_ConfigurationFeature = "ScriptedFeature";
+
+long ZEPCfgDictionaryServices::IsPLMIDOfType(const ZEPPLMID& iId, const ZEPUnicodeString& iType,
+                                             unsigned char iFlag, unsigned char& oIsOfType) {
+  const Call call(Op::IsPLMIDOfType, iId, iType, iFlag, oIsOfType);
+  if (!call.Fails()) {
+    oIsOfType = objectOf(iId).isOfType;
+  }
+  return call.Code();
+}
+
+long ZEPCfgBasicInfraServices::GetLogicalID(const ZEPPLMID& iId, ZEPUnicodeString& oText) {
+  const Call call(Op::GetLogicalID, iId, oText);
+  return giveText(call, objectOf(iId).logicalId, oText);
+}
+
+long ZEPCfgBasicInfraServices::GetPhysicalID(const ZEPPLMID& iId, ZEPUnicodeString& oText) {
+  const Call call(Op::GetPhysicalID, iId, oText);
+  return giveText(call, objectOf(iId).physicalId, oText);
+}
+
+long ZEPCfgExpressionComparisonServices::IsIncluding(
+    const ZEPBinary& iReference, const ZEPListValZEPBinary& iCandidates, PLMCfgExpressionView iView,
+    ZEPListValZEPBoolean& oResults, PLMCfgComparisonMode iMode1, PLMCfgComparisonMode iMode2) {
+  const Call call(Op::IsIncluding, iReference, shownList(iCandidates), static_cast<int>(iView),
+                  shownList(oResults), static_cast<int>(iMode1), static_cast<int>(iMode2));
+  if (!call.Fails()) {
+    oResults.RemoveAll();
+    for (const unsigned char inclusion :
+         call.GivesEmpty() ? std::vector<unsigned char>() : script().inclusions) {
+      oResults.Append(inclusion);
+    }
+  }
+  return call.Code();
 }

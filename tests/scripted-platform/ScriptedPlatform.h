@@ -136,7 +136,12 @@ struct State; // the platform's own
   X(WriteCharacters, "WriteCharacters")                                                                      \
   X(WriteEndElement, "WriteEndElement")                                                                      \
   X(WriteEndDocument, "WriteEndDocument")                                                                    \
-  X(GetGeneratedXML, "GetGeneratedXML")
+  X(GetGeneratedXML, "GetGeneratedXML")                                                                      \
+  X(IsIncluding, "IsIncluding")                                                                              \
+  X(IsPLMIDOfType, "IsPLMIDOfType")                                                                          \
+  X(GetLogicalID, "GetLogicalID")                                                                            \
+  X(GetPhysicalID, "GetPhysicalID")                                                                          \
+  X(PLMIDToString, "ZEPPLMID::ToString")
 
 enum class Op : int {
 #define SCRIPTED_ENUMERATOR(name, text) name,
@@ -215,6 +220,13 @@ struct LegacyAnswer {
   std::string lastPiece;           // handed out together with the finished flag; empty: null
 };
 
+// What the platform says of an identifier.
+struct PLMObject {
+  unsigned char isOfType = 0; // whatever the type
+  std::string logicalId;
+  std::string physicalId;
+};
+
 // What the platform holds and answers; all of it is at these values again after reset().
 struct ZEP_PLATFORM_API Inputs {
   Inputs();
@@ -236,6 +248,11 @@ struct ZEP_PLATFORM_API Inputs {
   std::optional<std::string> transformBytes = utf16WithMark("formatted");
 
   std::string generatedXML = "<generated/>"; // what the XML writer gives at the end
+
+  std::vector<unsigned char> inclusions = {1}; // what IsIncluding gives, whatever the candidates
+
+  // By the text of their identifier; one that is not here is of no type and has empty identifiers.
+  std::map<std::string, PLMObject> objects;
 
   LegacyAnswer legacy;
   // Body of the answer with status 200 that the object client gives when none is queued.

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "ScriptedPlatform.h"
+#include "ZEPBinary.h"
+#include "ZEPPLMID.h"
 #include "ZEPUnicodeString.h"
 
 #include <cstddef>
@@ -69,6 +71,7 @@ std::string shown(const ZEPUnicodeString& text);
 std::string shown(const char* text); // null: null
 std::string hex(unsigned long number);
 std::string utf8Of(const ZEPUnicodeString& text);
+std::string utf8Of(const ZEPPLMID& id); // no call that a test would see
 ZEPUnicodeString textOf(const std::string& utf8);
 
 // An argument whose text is ready.
@@ -87,6 +90,12 @@ inline std::string argumentText(const std::string& argument) {
 }
 inline std::string argumentText(const ZEPUnicodeString& argument) {
   return shown(argument);
+}
+inline std::string argumentText(const ZEPPLMID& argument) {
+  return argument.IsNull() ? "null" : shown(utf8Of(argument));
+}
+inline std::string argumentText(const ZEPBinary& argument) {
+  return shown(std::string(argument.Bytes(), argument.Bytes() + argument.ByteCount()));
 }
 template <class Number>
 requires std::is_arithmetic_v<Number> std::string argumentText(Number argument) {

@@ -2,6 +2,9 @@
 
 #include "PLMCfgInTraceClass.h"
 #include "QRLSysTSGetArg.h"
+#include "ZEPCfgBasicInfraServices.h"
+#include "ZEPCfgDictionaryServices.h"
+#include "ZEPCfgExpressionComparisonServices.h"
 #include "ZEPCfgInfraServices.h"
 #include "ZEPCfgTracePerfo.h"
 #include "ZEPEnvironment.h"
@@ -11,6 +14,8 @@
 #include "ZEPIXMLPPFactory.h"
 #include "ZEPIXMLSAX2Factory.h"
 #include "ZEPIXMLXSLFactory.h"
+#include "ZEPListValZEPBinary.h"
+#include "ZEPListValZEPBoolean.h"
 #include "ZEPOmxDefaultHttpClient.h"
 #include "ZEPOmxHttpGet.h"
 #include "ZEPOmxHttpPost.h"
@@ -19,6 +24,7 @@
 #include "ZEPOmxIOUtils.h"
 #include "ZEPOmxJson.h"
 #include "ZEPOmxKeyValueBlock.h"
+#include "ZEPPLMID.h"
 #include "ZEPSysSettingRepository.h"
 #include "ZEPXMLPPMemoryBuffer.h"
 #include "ZEPXMLXSLTransformerOptions.h"
@@ -871,6 +877,56 @@ TEST_F(ScriptTest, execute_endsTheProcess_whenThereIsAResponseAlready) {
   ZEPOmxSP<ZEPOmxHttpResponse> response;
   client->Execute(request, response);
   EXPECT_DEATH(client->Execute(request, response), "not null");
+}
+
+// ---- filters and identifiers ----
+
+TEST_F(ScriptTest, isIncluding_recordsWhatItIsGiven_andFillsTheList) {
+  script().inclusions = {0, 2};
+  ZEPListValZEPBinary candidates;
+  candidates.Append(ZEPBinary("a", 1));
+  candidates.Append(ZEPBinary());
+  ZEPListValZEPBoolean results;
+  results.Append(1);
+  const auto compare = [&] {
+    return ZEPCfgExpressionComparisonServices::IsIncluding(
+        ZEPBinary("r\0f", 3), candidates, PLMCfgExpressionViewCurrent, results, PLMCfgComparisonModeExact,
+        PLMCfgComparisonModeUnset);
+  };
+  EXPECT_EQ(compare(), S_OK);
+  ASSERT_EQ(results.Size(), 2);
+  EXPECT_EQ(results[1], 0);
+  EXPECT_EQ(results[2], 2);
+  EXPECT_EQ(script().calls(), "IsIncluding(\"r\\x00f\", [a, \"\"], 1, [1], 1, 0)\n");
+  script().fail(Op::IsIncluding, E_ABORT).once();
+  EXPECT_EQ(compare(), E_ABORT);
+  EXPECT_EQ(results.Size(), 2);
+  script().giveEmpty(Op::IsIncluding).once();
+  EXPECT_EQ(compare(), S_OK);
+  EXPECT_EQ(results.Size(), 0);
+}
+
+TEST_F(ScriptTest, identifiers_areAnsweredByTheirText) {
+  script().objects["F"] = {2, "logical", "physical"};
+  unsigned char isOfType = 7;
+  ZEPUnicodeString text = "before";
+  const ZEPPLMID feature("F");
+  EXPECT_EQ(ZEPCfgDictionaryServices::IsPLMIDOfType(feature, "T", 0, isOfType), S_OK);
+  EXPECT_EQ(isOfType, 2);
+  EXPECT_EQ(ZEPCfgBasicInfraServices::GetLogicalID(feature, text), S_OK);
+  EXPECT_EQ(text, "logical");
+  EXPECT_EQ(ZEPCfgBasicInfraServices::GetPhysicalID(feature, text), S_OK);
+  EXPECT_EQ(text, "physical");
+  EXPECT_EQ(feature.ToString(0), "F");
+  EXPECT_EQ(ZEPCfgDictionaryServices::IsPLMIDOfType(ZEPPLMID(), "T", 1, isOfType), S_OK);
+  EXPECT_EQ(isOfType, 0);
+  script().fail(Op::GetLogicalID, E_ABORT);
+  EXPECT_EQ(ZEPCfgBasicInfraServices::GetLogicalID(feature, text), E_ABORT);
+  EXPECT_EQ(text, "physical");
+  EXPECT_EQ(script().calls(),
+            "IsPLMIDOfType(F, T, 0, 7)\nGetLogicalID(F, before)\nGetPhysicalID(F, logical)\n"
+            "ZEPPLMID::ToString(F, 0)\nIsPLMIDOfType(null, T, 1, 2)\n"
+            "GetLogicalID(F, physical)\n");
 }
 
 // ---- JSON ----
