@@ -34,7 +34,7 @@ def test_call_reaches_a_server_of_a_trusted_authority(call, secured, authority):
     front, behind = secured(*authority.issue("good", LOOPBACK))
     result = call(front.url, ZEP_CA_FILE=str(authority.certificate)).ok()
     assert result.json["body"] == "[1]"
-    (seen,) = front.requests()
+    (seen,) = front.requests(1)
     assert seen["tls"] in ("TLSv1.2", "TLSv1.3")
     assert (seen["method"], seen["accept"], seen["type"]) == ("POST", "application/json", "application/json")
     assert seen["context"] == support.CONTEXT
@@ -109,14 +109,14 @@ def test_plain_nginx_answers_both_stacks(zepcfg, nginx, stack):
     server = nginx("location / { return 200 '{\"from\":\"nginx\"}'; }")
     result = zepcfg("--url", server.url, "--context", support.CONTEXT, "call", *stack, "GET", "/x").ok()
     assert result.json == {"from": "nginx"}
-    assert [(r["method"], r["path"], r["status"]) for r in server.requests()] == [("GET", "/x", "200")]
+    assert [(r["method"], r["path"], r["status"]) for r in server.requests(1)] == [("GET", "/x", "200")]
 
 
 def test_server_error_of_nginx_is_sent_again_once(zepcfg, nginx):
     server = nginx("location / { return 503 '{\"sorry\":1}'; }")
     result = zepcfg("--url", server.url, "--context", support.CONTEXT, "call", "PUT", "/x", "--data", "{}")
     assert result.code == 2
-    assert len(server.requests()) == 2
+    assert len(server.requests(2)) == 2
 
 
 def test_authority_folder_of_the_system_is_not_needed(call, secured, authority):

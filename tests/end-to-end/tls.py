@@ -6,6 +6,7 @@ import pathlib
 import signal
 import socket
 import subprocess
+import time
 
 AUTHORITY_CONFIGURATION = """
 [ca]
@@ -116,9 +117,15 @@ class Nginx:
         listener.close()
         self.url = f"{'https' if certificate else 'http'}://127.0.0.1:{port}"
 
-    def requests(self):
+    def requests(self, count):
+        """What it was asked. A request is logged after its answer went out: waits for so many of them."""
         log = self.folder / "access.log"
-        return [json.loads(line) for line in log.read_text(encoding="utf-8").splitlines()]
+        deadline = time.monotonic() + 20
+        while True:
+            lines = log.read_text(encoding="utf-8").splitlines()
+            if len(lines) >= count or time.monotonic() > deadline:
+                return [json.loads(line) for line in lines]
+            time.sleep(0.02)
 
     def errors(self):
         return (self.folder / "error.log").read_text(encoding="utf-8")
