@@ -15,7 +15,7 @@ public:
   template <class... Arguments>
   void Dump(const Arguments&...) {}
   template <class... Arguments>
-  void DumpJoined(const Arguments&...) {}
+  void DumpMade(const Arguments&...) {}
   template <class... Arguments>
   void DumpId(const Arguments&...) {}
   template <class... Arguments>
