@@ -4,6 +4,7 @@
 #include "ZEPUTF8Conversion.h"
 #include "ZEPUnicodeString.h"
 #include "ZEPXMLInputSource.h"
+#include "ZEPXMLNodes_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
@@ -27,16 +28,16 @@ enum class DocumentType { Refused, PlainEntities };
 
 struct ParseJob {
   std::string_view bytes;
-  const char* url;      // names the document in messages, and is the base of what it includes
-  const char* encoding; // overrides what the document says of itself; null: as it says
+  const char* url; // names the document in messages, and is the base of what it includes
+  bool isUTF8;     // whatever the document says of itself
   DocumentType documentType;
   int options;
-  xmlDictPtr dictionary; // shared with other documents, or null
 };
 
 constexpr int kStylesheetOptions = XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PARSE_NOENT;
-// Its own limits stand in for those that the option lifts.
-constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE;
+// Its own limits stand in for those that HUGE lifts. COMPACT puts short texts into their nodes.
+constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE | XML_PARSE_COMPACT;
+constexpr std::size_t kMaxDictionaryBytes = std::size_t{256} << 10;
 constexpr std::size_t kMaxEntityBytes = 256;
 constexpr int kMaxEntityReferences = 10'000; // each costs as much as the text before it is long
 constexpr int kMaxStylesheetDocuments = 200;
@@ -110,26 +111,32 @@ void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, c
 
 // ---- parsing -----------------------------------------------------------------------------------
 
-struct ParserDeleter {
-  void operator()(xmlParserCtxtPtr parser) const {
-    Session().SetParser(nullptr);
-    xmlFreeParserCtxt(parser);
+// What Fail() ends.
+class ParserInUse {
+public:
+  ParserInUse(XMLSession& session, xmlParserCtxtPtr parser) : m_session(session) {
+    m_session.SetParser(parser);
   }
-};
-using Parser = std::unique_ptr<xmlParserCtxt, ParserDeleter>;
+  ~ParserInUse() { m_session.SetParser(nullptr); }
+  ParserInUse(const ParserInUse&) = delete;
+  ParserInUse& operator=(const ParserInUse&) = delete;
 
-Parser MakeParser(XMLSession& session, const ParseJob& job) {
-  Parser parser(xmlNewParserCtxt());
+private:
+  XMLSession& m_session;
+};
+
+// Names come from the dictionary, which belongs to the caller as well, or from one of its own.
+XMLParser MakeParser(XMLSession& session, xmlDictPtr dictionary) {
+  XMLParser parser(xmlNewParserCtxt());
   if (parser == nullptr) {
     session.Fail("out of memory");
     return parser;
   }
-  if (job.dictionary != nullptr) {
+  if (dictionary != nullptr) {
     xmlDictFree(parser->dict);
-    parser->dict = job.dictionary;
-    xmlDictReference(job.dictionary);
+    parser->dict = dictionary;
+    xmlDictReference(dictionary);
   }
-  parser->_private = const_cast<ParseJob*>(&job);
   parser->sax->internalSubset = OnDocumentType;
   parser->sax->entityDecl = OnEntity;
   parser->sax->getEntity = OnEntityReference;
@@ -139,56 +146,24 @@ Parser MakeParser(XMLSession& session, const ParseJob& job) {
   return parser;
 }
 
-XMLDocument Parse(XMLSession& session, const ParseJob& job) {
+// No encoding is named to the parser, which would then convert UTF-8 to UTF-8.
+XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, const ParseJob& job) {
   if (job.bytes.size() > INT_MAX) {
     session.Fail("it is too large");
     return nullptr;
   }
-  const Parser parser = MakeParser(session, job);
-  if (parser == nullptr) {
-    return nullptr;
-  }
-  session.SetParser(parser.get());
-  const int options = job.options | (job.encoding != nullptr ? XML_PARSE_IGNORE_ENC : 0);
-  XMLDocument document(xmlCtxtReadMemory(parser.get(), job.bytes.data(), static_cast<int>(job.bytes.size()),
-                                         job.url, job.encoding, options));
+  const ParserInUse use(session, parser);
+  parser->_private = const_cast<ParseJob*>(&job);
+  const int options = job.options | (job.isUTF8 ? XML_PARSE_IGNORE_ENC : 0);
+  XMLDocument document(xmlCtxtReadMemory(parser, job.bytes.data(), static_cast<int>(job.bytes.size()),
+                                         job.url, nullptr, options));
+  parser->_private = nullptr;
   if (session.HasFailed()) {
     document.reset(); // a stopped parser may still give what it had
   } else if (document == nullptr && session.Message().empty()) {
     session.Fail("it is not XML");
   }
   return document;
-}
-
-// ---- characters ----------------------------------------------------------------------------------
-
-bool IsSurrogate(char16_t unit) {
-  return (unit & 0xF800) == 0xD800;
-}
-
-bool IsPair(char16_t first, char16_t second) {
-  return (first & 0xFC00) == 0xD800 && (second & 0xFC00) == 0xDC00;
-}
-
-// A lone surrogate would pass as a replacement character, and a NUL behind the document as its end.
-bool IsWellFormed(XMLSession& session, const ZEPUnicodeString& text) {
-  const char16_t* const units = text.CastToUnitPtr();
-  const int count = text.GetLengthInChar();
-  for (int i = 0; i < count; ++i) {
-    if (units[i] == 0) {
-      session.Fail("the text holds a NUL character");
-      return false;
-    }
-    if (!IsSurrogate(units[i])) {
-      continue;
-    }
-    if (!IsPair(units[i], units[i + 1])) { // the text ends with a zero unit
-      session.Fail("the text holds half a character (a lone surrogate)");
-      return false;
-    }
-    ++i;
-  }
-  return true;
 }
 
 // ---- files -------------------------------------------------------------------------------------
@@ -364,13 +339,14 @@ bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
   return false;
 }
 
-XMLDocument ParseStylesheetBytes(XMLSession& session, const ParseJob& job) {
+XMLDocument ParseStylesheetBytes(XMLSession& session, const ParseJob& job, xmlDictPtr dictionary) {
   session.stylesheetBytes += job.bytes.size();
   if (session.stylesheetBytes > session.Limits().maxStylesheetBytes) {
     session.Fail("the stylesheet is larger than ZEP_XSLT_MAX_STYLESHEET_BYTES allows");
     return nullptr;
   }
-  XMLDocument document = Parse(session, job);
+  const XMLParser parser = MakeParser(session, dictionary);
+  XMLDocument document = parser == nullptr ? nullptr : ParseBytes(session, parser.get(), job);
   if (document != nullptr && RefuseInstructions(session, *document)) {
     document.reset();
   }
@@ -390,53 +366,88 @@ XMLDocument ParseStylesheetFile(XMLSession& session, const ZEPUnicodeString& pat
   }
   ++session.stylesheetDocuments;
   const std::string url = ToURI(file->realPath);
-  return ParseStylesheetBytes(session, {file->bytes, url.c_str(), nullptr, DocumentType::PlainEntities,
-                                        kStylesheetOptions, dictionary});
+  return ParseStylesheetBytes(
+      session, {file->bytes, url.c_str(), false, DocumentType::PlainEntities, kStylesheetOptions},
+      dictionary);
 }
 
 } // namespace
 
-XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
-  const ZEPUTF8Conversion sourceId(source.SourceId());
+XMLExpressionParser::XMLExpressionParser(xmlDictPtr stylesheetNames) : m_stylesheetNames(stylesheetNames) {
+  xmlDictReference(stylesheetNames);
+}
+
+bool XMLExpressionParser::EnsureParser(XMLSession& session) {
+  if (m_parser == nullptr) {
+    const XMLDictionary names(xmlDictCreateSub(m_stylesheetNames.get()));
+    m_parser = MakeParser(session, names.get());
+  }
+  return m_parser != nullptr;
+}
+
+XMLDocument XMLExpressionParser::ParseText(XMLSession& session, const XMLInputSource& source,
+                                           const char* url) {
   if (source.IsFile()) {
     const std::optional<LoadedFile> file =
         LoadFile(session, source.Content(), session.Limits().maxExpressionBytes);
     return !file ? nullptr
-                 : Parse(session, {file->bytes, sourceId.Bytes(), nullptr, DocumentType::Refused,
-                                   kExpressionOptions, nullptr});
+                 : ParseBytes(session, m_parser.get(),
+                              {file->bytes, url, false, DocumentType::Refused, kExpressionOptions});
   }
-  if (!IsWellFormed(session, source.Content())) {
+  const char* const fault = m_text.Set(source.Content());
+  if (fault != nullptr) {
+    session.Fail(fault);
     return nullptr;
   }
-  const ZEPUTF8Conversion text(source.Content());
-  if (text.ByteCount() > session.Limits().maxExpressionBytes) {
+  if (m_text.ByteCount() > session.Limits().maxExpressionBytes) {
     session.Fail("the expression is larger than ZEP_XSLT_MAX_EXPRESSION_BYTES allows");
     return nullptr;
   }
-  return Parse(session, {{text.Bytes(), text.ByteCount()},
-                         sourceId.Bytes(),
-                         "UTF-8",
-                         DocumentType::Refused,
-                         kExpressionOptions,
-                         nullptr});
+  return ParseBytes(
+      session, m_parser.get(),
+      {{m_text.Bytes(), m_text.ByteCount()}, url, true, DocumentType::Refused, kExpressionOptions});
+}
+
+XMLDocument XMLExpressionParser::Parse(XMLSession& session, const XMLInputSource& source) {
+  if (!EnsureParser(session)) {
+    return nullptr;
+  }
+  const ZEPUTF8Conversion url(source.SourceId());
+  XMLDocument document = ParseText(session, source, url.Bytes());
+  m_text.Shrink();
+  if (document == nullptr || xmlDictGetUsage(m_parser->dict) > kMaxDictionaryBytes) {
+    m_parser.reset();
+  }
+  return document;
+}
+
+void XMLExpressionParser::TakeBack(XMLDocument document) {
+  if (m_parser != nullptr) {
+    RecycleDocument(m_parser.get(), document.release());
+  }
+}
+
+void XMLExpressionParser::Shrink() {
+  if (m_parser != nullptr) {
+    ShrinkNodeStore(m_parser.get());
+  }
 }
 
 XMLDocument ParseStylesheet(XMLSession& session, const XMLInputSource& source) {
   if (source.IsFile()) {
     return ParseStylesheetFile(session, source.Content(), nullptr);
   }
-  if (!IsWellFormed(session, source.Content())) {
+  UTF8Buffer text;
+  if (const char* const fault = text.Set(source.Content())) {
+    session.Fail(fault);
     return nullptr;
   }
-  const ZEPUTF8Conversion text(source.Content());
   const ZEPUTF8Conversion sourceId(source.SourceId());
   ++session.stylesheetDocuments;
-  return ParseStylesheetBytes(session, {{text.Bytes(), text.ByteCount()},
-                                        sourceId.Bytes(),
-                                        "UTF-8",
-                                        DocumentType::Refused,
-                                        kStylesheetOptions,
-                                        nullptr});
+  return ParseStylesheetBytes(
+      session,
+      {{text.Bytes(), text.ByteCount()}, sourceId.Bytes(), true, DocumentType::Refused, kStylesheetOptions},
+      nullptr);
 }
 
 xmlDocPtr ParseIncludedStylesheet(XMLSession& session, const char* uri, xmlDictPtr dictionary) {

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "ZEPXMLText.h"
+
 #include <memory>
 #include <string>
 
+#include <libxml/parser.h>
 #include <libxml/tree.h>
 
 namespace zep {
@@ -15,11 +18,43 @@ struct XMLDocumentDeleter {
 };
 using XMLDocument = std::unique_ptr<xmlDoc, XMLDocumentDeleter>;
 
-// Parse one source. Null on failure, with the reason in the session. Nothing but the source itself
+struct XMLParserDeleter {
+  void operator()(xmlParserCtxtPtr parser) const { xmlFreeParserCtxt(parser); }
+};
+using XMLParser = std::unique_ptr<xmlParserCtxt, XMLParserDeleter>;
+
+struct XMLDictionaryDeleter {
+  void operator()(xmlDictPtr dictionary) const { xmlDictFree(dictionary); }
+};
+using XMLDictionary = std::unique_ptr<xmlDict, XMLDictionaryDeleter>;
+
+// All of these give null on failure, with the reason in the session. Nothing but the source itself
 // is read: no external subset, no external entity. A document type is refused, except that a
 // stylesheet from a file may define plain entities in it.
-XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source);
 XMLDocument ParseStylesheet(XMLSession& session, const XMLInputSource& source);
+
+// Parses one expression after the other, and keeps for the next one what is dear to make: the parser,
+// the names that it has seen, the nodes of the last document. All of that is bounded, and nothing is
+// kept after a failure.
+class XMLExpressionParser {
+public:
+  // Names that the dictionary of the stylesheet holds are taken from there.
+  explicit XMLExpressionParser(xmlDictPtr stylesheetNames);
+
+  XMLDocument Parse(XMLSession& session, const XMLInputSource& source);
+  // A document that it parsed, and that nobody uses any more.
+  void TakeBack(XMLDocument document);
+  // Gives up what only a run of expressions makes worth its memory.
+  void Shrink();
+
+private:
+  bool EnsureParser(XMLSession& session);
+  XMLDocument ParseText(XMLSession& session, const XMLInputSource& source, const char* url);
+
+  XMLDictionary m_stylesheetNames;
+  XMLParser m_parser;
+  UTF8Buffer m_text;
+};
 
 // For libxslt: the document that a stylesheet includes or imports. Only files in the folder of the
 // stylesheet or below. The caller owns the document.
