@@ -169,10 +169,12 @@ bool IsParameter(const ZEPUTF8Conversion& name, const ZEPUTF8Conversion& uri,
 
 class Transformer final : public ZEPComponent<ZEPIXMLXSLTransformer> {
 public:
-  explicit Transformer(XSLTStylesheet stylesheet)
-      : m_stylesheet(std::move(stylesheet)),
-        m_parser(m_stylesheet->dict),
-        m_transformation(m_stylesheet.get()) {}
+  explicit Transformer(PreparedStylesheetPtr prepared) : m_prepared(std::move(prepared)) {}
+  ~Transformer() override {
+    if (m_isSound) {
+      KeepPrepared(std::move(m_prepared));
+    }
+  }
 
   long SetInputSource(const ZEPISAXInputSource_var& iSource) override {
     m_input = iSource;
@@ -209,12 +211,12 @@ public:
       return Failed(E_FAIL, source == nullptr ? "there is no input source" : "there is no output source");
     }
     XMLSession session(CurrentXMLLimits());
-    XMLDocument document = m_parser.Parse(session, *source);
+    XMLDocument document = m_prepared->parser.Parse(session, *source);
     if (document == nullptr) {
       return Failed(E_FAIL, std::string(source->SourceId().ConvertToChar()) + ": " + session.Message());
     }
     std::optional<std::string> bytes = Apply(session, document.get());
-    m_parser.TakeBack(std::move(document));
+    m_prepared->parser.TakeBack(std::move(document));
     if (!bytes) {
       const std::string message = session.Message();
       return Failed(E_FAIL, message.empty() ? "the result cannot be written in its encoding" : message);
@@ -229,18 +231,19 @@ private:
   }
 
   std::optional<std::string> Apply(XMLSession& session, xmlDocPtr document) {
-    const XMLDocument result = m_transformation.Apply(session, document, m_parameters);
+    const bool wasSound = std::exchange(m_isSound, false);
+    const XMLDocument result = m_prepared->transformation.Apply(session, document, m_parameters);
     if (result == nullptr) {
       return std::nullopt;
     }
-    const char* const encoding = EncodingOf(m_stylesheet.get());
+    m_isSound = wasSound;
+    const char* const encoding = EncodingOf(m_prepared->stylesheet.get());
     return m_isTextOutput ? BytesAsText(session, *result, encoding)
-                          : BytesAsWritten(session, result.get(), m_stylesheet.get(), encoding);
+                          : BytesAsWritten(session, result.get(), m_prepared->stylesheet.get(), encoding);
   }
 
-  XSLTStylesheet m_stylesheet;
-  XMLExpressionParser m_parser;
-  XMLTransformation m_transformation;
+  PreparedStylesheetPtr m_prepared;
+  bool m_isSound = true; // no transformation with it failed
   ZEPISAXInputSource_var m_input;
   ZEPIXMLPPOutputSource_var m_output;
   XSLTParameters m_parameters;
@@ -249,8 +252,8 @@ private:
 
 } // namespace
 
-ZEPIXMLXSLTransformer_var MakeTransformer(XSLTStylesheet stylesheet) {
-  return ZEPIXMLXSLTransformer_var(new Transformer(std::move(stylesheet)));
+ZEPIXMLXSLTransformer_var MakeTransformer(PreparedStylesheetPtr prepared) {
+  return ZEPIXMLXSLTransformer_var(new Transformer(std::move(prepared)));
 }
 
 } // namespace zep

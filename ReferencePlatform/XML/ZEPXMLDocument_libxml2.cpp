@@ -16,6 +16,7 @@
 #include <optional>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
@@ -154,6 +155,7 @@ XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, const Parse
   }
   const ParserInUse use(session, parser);
   parser->_private = const_cast<ParseJob*>(&job);
+  parser->options = 0; // otherwise those of the last document would stay
   const int options = job.options | (job.isUTF8 ? XML_PARSE_IGNORE_ENC : 0);
   XMLDocument document(xmlCtxtReadMemory(parser, job.bytes.data(), static_cast<int>(job.bytes.size()),
                                          job.url, nullptr, options));
@@ -184,54 +186,48 @@ private:
   int m_descriptor;
 };
 
-struct LoadedFile {
-  std::string realPath;
-  std::string bytes;
-};
-
 std::optional<std::string> RealPath(const std::string& path) {
   const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), std::free);
   return real == nullptr ? std::nullopt : std::optional<std::string>(real.get());
 }
 
-// Adds at most `limit` bytes of a regular file to `bytes`.
-bool ReadAll(XMLSession& session, int descriptor, std::size_t limit, std::string& bytes) {
+// Adds at most `limit` bytes of a regular file to `bytes`. Null, or why it cannot.
+const char* ReadAll(int descriptor, std::size_t limit, std::string& bytes) {
   std::array<char, 16384> piece;
   for (;;) {
     const ssize_t count = read(descriptor, piece.data(), piece.size());
     if (count == 0) {
-      return true;
+      return nullptr;
     }
     if (count < 0) {
-      session.Fail("the file cannot be read");
-      return false;
+      return "the file cannot be read";
     }
     if (bytes.size() + static_cast<std::size_t>(count) > limit) {
-      session.Fail("the file is too large");
-      return false;
+      return "the file is too large";
     }
     bytes.append(piece.data(), static_cast<std::size_t>(count));
   }
 }
 
-std::optional<LoadedFile> LoadFile(XMLSession& session, const ZEPUnicodeString& path, std::size_t limit) {
+// Null, or why the file cannot be had.
+const char* ReadFile(const ZEPUnicodeString& path, std::size_t limit, StylesheetText& file) {
   const std::optional<FoundFile> found = FindFile(path);
   if (!found) {
-    session.Fail("the file does not exist");
-    return std::nullopt;
+    return "the file does not exist";
   }
   if (!S_ISREG(found->info.st_mode)) {
-    session.Fail("it is not a regular file");
-    return std::nullopt;
+    return "it is not a regular file";
   }
-  LoadedFile file;
-  file.realPath = RealPath(found->path).value_or(found->path);
-  const Descriptor descriptor(open(file.realPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (descriptor.Get() < 0) {
-    session.Fail("the file cannot be opened");
-    return std::nullopt;
-  }
-  if (!ReadAll(session, descriptor.Get(), limit, file.bytes)) {
+  file.isFile = true;
+  file.name = RealPath(found->path).value_or(found->path);
+  const Descriptor descriptor(open(file.name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  return descriptor.Get() < 0 ? "the file cannot be opened" : ReadAll(descriptor.Get(), limit, file.bytes);
+}
+
+std::optional<StylesheetText> LoadFile(XMLSession& session, const ZEPUnicodeString& path, std::size_t limit) {
+  StylesheetText file;
+  if (const char* const fault = ReadFile(path, limit, file)) {
+    session.Fail(fault);
     return std::nullopt;
   }
   return file;
@@ -353,22 +349,11 @@ XMLDocument ParseStylesheetBytes(XMLSession& session, const ParseJob& job, xmlDi
   return document;
 }
 
-XMLDocument ParseStylesheetFile(XMLSession& session, const ZEPUnicodeString& path, xmlDictPtr dictionary) {
-  const std::optional<LoadedFile> file = LoadFile(session, path, session.Limits().maxStylesheetBytes);
-  if (!file) {
-    return nullptr;
-  }
-  if (session.stylesheetDocuments == 0) {
-    session.includeFolder = file->realPath.substr(0, std::max<std::size_t>(file->realPath.rfind('/'), 1));
-  } else if (!IsBelow(file->realPath, session.includeFolder)) {
-    session.Fail("a stylesheet may include only files in its own folder or below");
-    return nullptr;
-  }
+XMLDocument ParseStylesheetFile(XMLSession& session, const StylesheetText& file, xmlDictPtr dictionary) {
   ++session.stylesheetDocuments;
-  const std::string url = ToURI(file->realPath);
+  const std::string url = ToURI(file.name);
   return ParseStylesheetBytes(
-      session, {file->bytes, url.c_str(), false, DocumentType::PlainEntities, kStylesheetOptions},
-      dictionary);
+      session, {file.bytes, url.c_str(), false, DocumentType::PlainEntities, kStylesheetOptions}, dictionary);
 }
 
 } // namespace
@@ -388,7 +373,7 @@ bool XMLExpressionParser::EnsureParser(XMLSession& session) {
 XMLDocument XMLExpressionParser::ParseText(XMLSession& session, const XMLInputSource& source,
                                            const char* url) {
   if (source.IsFile()) {
-    const std::optional<LoadedFile> file =
+    const std::optional<StylesheetText> file =
         LoadFile(session, source.Content(), session.Limits().maxExpressionBytes);
     return !file ? nullptr
                  : ParseBytes(session, m_parser.get(),
@@ -433,21 +418,32 @@ void XMLExpressionParser::Shrink() {
   }
 }
 
-XMLDocument ParseStylesheet(XMLSession& session, const XMLInputSource& source) {
+std::optional<StylesheetText> LoadStylesheet(XMLSession& session, const XMLInputSource& source) {
   if (source.IsFile()) {
-    return ParseStylesheetFile(session, source.Content(), nullptr);
+    return LoadFile(session, source.Content(), session.Limits().maxStylesheetBytes);
   }
   UTF8Buffer text;
   if (const char* const fault = text.Set(source.Content())) {
     session.Fail(fault);
-    return nullptr;
+    return std::nullopt;
   }
-  const ZEPUTF8Conversion sourceId(source.SourceId());
+  return StylesheetText{
+      false, ZEPUTF8Conversion(source.SourceId()).Bytes(), {text.Bytes(), text.ByteCount()}};
+}
+
+XMLDocument ParseStylesheet(XMLSession& session, const StylesheetText& text) {
+  if (text.isFile) {
+    session.includeFolder = text.name.substr(0, std::max<std::size_t>(text.name.rfind('/'), 1));
+    return ParseStylesheetFile(session, text, nullptr);
+  }
   ++session.stylesheetDocuments;
   return ParseStylesheetBytes(
-      session,
-      {{text.Bytes(), text.ByteCount()}, sourceId.Bytes(), true, DocumentType::Refused, kStylesheetOptions},
-      nullptr);
+      session, {text.bytes, text.name.c_str(), true, DocumentType::Refused, kStylesheetOptions}, nullptr);
+}
+
+bool IsUnchanged(const XMLLimits& limits, const IncludedText& included) {
+  StylesheetText now;
+  return ReadFile(included.path.c_str(), limits.maxStylesheetBytes, now) == nullptr && now == included.text;
 }
 
 xmlDocPtr ParseIncludedStylesheet(XMLSession& session, const char* uri, xmlDictPtr dictionary) {
@@ -464,7 +460,16 @@ xmlDocPtr ParseIncludedStylesheet(XMLSession& session, const char* uri, xmlDictP
     session.Fail("a stylesheet may include at most 200 others");
     return nullptr;
   }
-  return ParseStylesheetFile(session, path->c_str(), dictionary).release();
+  std::optional<StylesheetText> file = LoadFile(session, path->c_str(), session.Limits().maxStylesheetBytes);
+  if (!file) {
+    return nullptr;
+  }
+  if (!IsBelow(file->name, session.includeFolder)) {
+    session.Fail("a stylesheet may include only files in its own folder or below");
+    return nullptr;
+  }
+  session.included.push_back({*path, std::move(*file)});
+  return ParseStylesheetFile(session, session.included.back().text, dictionary).release();
 }
 
 } // namespace zep

@@ -3,6 +3,7 @@
 #include "ZEPXMLText.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <libxml/parser.h>
@@ -12,6 +13,7 @@ namespace zep {
 
 class XMLInputSource;
 class XMLSession;
+struct XMLLimits;
 
 struct XMLDocumentDeleter {
   void operator()(xmlDocPtr document) const { xmlFreeDoc(document); }
@@ -31,7 +33,11 @@ using XMLDictionary = std::unique_ptr<xmlDict, XMLDictionaryDeleter>;
 // All of these give null on failure, with the reason in the session. Nothing but the source itself
 // is read: no external subset, no external entity. A document type is refused, except that a
 // stylesheet from a file may define plain entities in it.
-XMLDocument ParseStylesheet(XMLSession& session, const XMLInputSource& source);
+std::optional<StylesheetText> LoadStylesheet(XMLSession& session, const XMLInputSource& source);
+XMLDocument ParseStylesheet(XMLSession& session, const StylesheetText& text);
+
+// Whether reading the file again gives what it gave then.
+bool IsUnchanged(const XMLLimits& limits, const IncludedText& included);
 
 // Parses one expression after the other, and keeps for the next one what is dear to make: the parser,
 // the names that it has seen, the nodes of the last document. All of that is bounded, and nothing is

@@ -2,12 +2,14 @@
 
 #include "ZEPXMLLimits.h"
 #include "ZEPXMLMemory_posix.h"
+#include "ZEPXMLText.h"
 
 #include <array>
 #include <chrono>
 #include <cstdarg>
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -63,6 +65,7 @@ public:
   // Where a stylesheet may include from, with its real path: empty for nowhere.
   std::string includeFolder;
   std::size_t stylesheetBytes = 0; // of all its documents so far
+  std::vector<IncludedText> included;
   int stylesheetDocuments = 0;
   int entityReferences = 0;
 

@@ -8,6 +8,21 @@ class ZEPUnicodeString;
 
 namespace zep {
 
+// A stylesheet as it was read.
+struct StylesheetText {
+  bool operator==(const StylesheetText&) const = default;
+
+  bool isFile;
+  std::string name; // the real path of a file, the id of a text in memory
+  std::string bytes;
+};
+
+// One that another one includes or imports.
+struct IncludedText {
+  std::string path; // as it was asked for
+  StylesheetText text;
+};
+
 // The UTF-8 form of one text after the other, in storage that is kept for the next one.
 class UTF8Buffer {
 public:
