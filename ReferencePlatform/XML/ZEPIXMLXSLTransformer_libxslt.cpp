@@ -9,7 +9,6 @@
 #include "ZEPXMLOutput.h"
 #include "ZEPXMLSession_libxslt.h"
 #include "ZEPXMLStylesheet_libxslt.h"
-#include "ZEPXMLText.h"
 #include "ZEPXMLTransformation_libxslt.h"
 #include "ZEPXMLXSLTransformerOptions.h"
 
@@ -48,10 +47,6 @@ constexpr char kDefaultEncoding[] = "UTF-16";
 
 bool IsUTF8(const char* encoding) {
   return strcasecmp(encoding, "UTF-8") == 0;
-}
-
-bool IsUTF16(const char* encoding) {
-  return strcasecmp(encoding, "UTF-16") == 0;
 }
 
 const char* EncodingOf(xsltStylesheetPtr stylesheet) {
@@ -104,7 +99,7 @@ int Collect(void* context, const char* bytes, int count) {
 }
 
 bool IsMarkAlone(const std::string& bytes, const char* encoding) {
-  return (bytes == "\xFF\xFE" || bytes == "\xFE\xFF") && IsUTF16(encoding);
+  return (bytes == "\xFF\xFE" || bytes == "\xFE\xFF") && strcasecmp(encoding, "UTF-16") == 0;
 }
 
 // What `write` writes, in this encoding. Characters that the encoding lacks become character
@@ -136,10 +131,6 @@ std::optional<std::string> BytesAsText(XMLSession& session, const xmlDoc& result
   }
   if (IsUTF8(encoding)) {
     return text;
-  }
-  std::string units;
-  if (IsUTF16(encoding) && (text.empty() || WriteUTF16(text, units))) {
-    return units;
   }
   return Encoded(session, encoding, [&text](xmlOutputBufferPtr buffer) {
     return xmlOutputBufferWrite(buffer, static_cast<int>(text.size()), text.data());

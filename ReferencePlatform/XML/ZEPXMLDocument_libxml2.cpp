@@ -36,8 +36,7 @@ struct ParseJob {
 };
 
 constexpr int kStylesheetOptions = XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PARSE_NOENT;
-// Its own limits stand in for those that HUGE lifts. COMPACT puts short texts into their nodes.
-constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE | XML_PARSE_COMPACT;
+constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE; // its own limits stand in for those
 constexpr std::size_t kMaxDictionaryBytes = std::size_t{256} << 10;
 constexpr std::size_t kMaxEntityBytes = 256;
 constexpr int kMaxEntityReferences = 10'000; // each costs as much as the text before it is long
@@ -166,6 +165,37 @@ XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, const Parse
     session.Fail("it is not XML");
   }
   return document;
+}
+
+// ---- characters --------------------------------------------------------------------------------
+
+bool IsSurrogate(char16_t unit) {
+  return (unit & 0xF800) == 0xD800;
+}
+
+bool IsPair(char16_t first, char16_t second) {
+  return (first & 0xFC00) == 0xD800 && (second & 0xFC00) == 0xDC00;
+}
+
+// A lone surrogate would pass as a replacement character, and a NUL behind the document as its end.
+bool IsWellFormed(XMLSession& session, const ZEPUnicodeString& text) {
+  const char16_t* const units = text.CastToUnitPtr();
+  const int count = text.GetLengthInChar();
+  for (int i = 0; i < count; ++i) {
+    if (units[i] == 0) {
+      session.Fail("the text holds a NUL character");
+      return false;
+    }
+    if (!IsSurrogate(units[i])) {
+      continue;
+    }
+    if (!IsPair(units[i], units[i + 1])) { // the text ends with a zero unit
+      session.Fail("the text holds half a character (a lone surrogate)");
+      return false;
+    }
+    ++i;
+  }
+  return true;
 }
 
 // ---- files -------------------------------------------------------------------------------------
@@ -358,18 +388,6 @@ XMLDocument ParseStylesheetFile(XMLSession& session, const StylesheetText& file,
 
 } // namespace
 
-XMLExpressionParser::XMLExpressionParser(xmlDictPtr stylesheetNames) : m_stylesheetNames(stylesheetNames) {
-  xmlDictReference(stylesheetNames);
-}
-
-bool XMLExpressionParser::EnsureParser(XMLSession& session) {
-  if (m_parser == nullptr) {
-    const XMLDictionary names(xmlDictCreateSub(m_stylesheetNames.get()));
-    m_parser = MakeParser(session, names.get());
-  }
-  return m_parser != nullptr;
-}
-
 XMLDocument XMLExpressionParser::ParseText(XMLSession& session, const XMLInputSource& source,
                                            const char* url) {
   if (source.IsFile()) {
@@ -379,29 +397,31 @@ XMLDocument XMLExpressionParser::ParseText(XMLSession& session, const XMLInputSo
                  : ParseBytes(session, m_parser.get(),
                               {file->bytes, url, false, DocumentType::Refused, kExpressionOptions});
   }
-  const char* const fault = m_text.Set(source.Content());
-  if (fault != nullptr) {
-    session.Fail(fault);
+  if (!IsWellFormed(session, source.Content())) {
     return nullptr;
   }
-  if (m_text.ByteCount() > session.Limits().maxExpressionBytes) {
+  const ZEPUTF8Conversion text(source.Content());
+  if (text.ByteCount() > session.Limits().maxExpressionBytes) {
     session.Fail("the expression is larger than ZEP_XSLT_MAX_EXPRESSION_BYTES allows");
     return nullptr;
   }
-  return ParseBytes(
-      session, m_parser.get(),
-      {{m_text.Bytes(), m_text.ByteCount()}, url, true, DocumentType::Refused, kExpressionOptions});
+  return ParseBytes(session, m_parser.get(),
+                    {{text.Bytes(), text.ByteCount()}, url, true, DocumentType::Refused, kExpressionOptions});
 }
 
 XMLDocument XMLExpressionParser::Parse(XMLSession& session, const XMLInputSource& source) {
-  if (!EnsureParser(session)) {
+  if (m_parser == nullptr) {
+    m_parser = MakeParser(session, nullptr);
+  }
+  if (m_parser == nullptr) {
     return nullptr;
   }
   const ZEPUTF8Conversion url(source.SourceId());
   XMLDocument document = ParseText(session, source, url.Bytes());
-  m_text.Shrink();
   if (document == nullptr || xmlDictGetUsage(m_parser->dict) > kMaxDictionaryBytes) {
     m_parser.reset();
+  } else {
+    xmlCtxtReset(m_parser.get()); // it would keep its copy of the text until the next one
   }
   return document;
 }
@@ -418,15 +438,18 @@ void XMLExpressionParser::Shrink() {
   }
 }
 
+XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
+  return XMLExpressionParser().Parse(session, source);
+}
+
 std::optional<StylesheetText> LoadStylesheet(XMLSession& session, const XMLInputSource& source) {
   if (source.IsFile()) {
     return LoadFile(session, source.Content(), session.Limits().maxStylesheetBytes);
   }
-  UTF8Buffer text;
-  if (const char* const fault = text.Set(source.Content())) {
-    session.Fail(fault);
+  if (!IsWellFormed(session, source.Content())) {
     return std::nullopt;
   }
+  const ZEPUTF8Conversion text(source.Content());
   return StylesheetText{
       false, ZEPUTF8Conversion(source.SourceId()).Bytes(), {text.Bytes(), text.ByteCount()}};
 }

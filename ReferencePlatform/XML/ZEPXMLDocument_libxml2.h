@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ZEPXMLText.h"
+#include "ZEPXMLStylesheetText.h"
 
 #include <memory>
 #include <optional>
@@ -25,11 +25,6 @@ struct XMLParserDeleter {
 };
 using XMLParser = std::unique_ptr<xmlParserCtxt, XMLParserDeleter>;
 
-struct XMLDictionaryDeleter {
-  void operator()(xmlDictPtr dictionary) const { xmlDictFree(dictionary); }
-};
-using XMLDictionary = std::unique_ptr<xmlDict, XMLDictionaryDeleter>;
-
 // All of these give null on failure, with the reason in the session. Nothing but the source itself
 // is read: no external subset, no external entity. A document type is refused, except that a
 // stylesheet from a file may define plain entities in it.
@@ -44,9 +39,6 @@ bool IsUnchanged(const XMLLimits& limits, const IncludedText& included);
 // kept after a failure.
 class XMLExpressionParser {
 public:
-  // Names that the dictionary of the stylesheet holds are taken from there.
-  explicit XMLExpressionParser(xmlDictPtr stylesheetNames);
-
   XMLDocument Parse(XMLSession& session, const XMLInputSource& source);
   // A document that it parsed, and that nobody uses any more.
   void TakeBack(XMLDocument document);
@@ -54,13 +46,13 @@ public:
   void Shrink();
 
 private:
-  bool EnsureParser(XMLSession& session);
   XMLDocument ParseText(XMLSession& session, const XMLInputSource& source, const char* url);
 
-  XMLDictionary m_stylesheetNames;
   XMLParser m_parser;
-  UTF8Buffer m_text;
 };
+
+// One expression alone.
+XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source);
 
 // For libxslt: the document that a stylesheet includes or imports. Only files in the folder of the
 // stylesheet or below. The caller owns the document.

@@ -9,10 +9,9 @@ namespace {
 constexpr int kMaxStored = 8192; // of each of both kinds: about 2 MB
 constexpr int kStoredWhenIdle = 256;
 
-// The parser keeps most texts in their node or in its dictionary.
-void FreeContent(const xmlDoc& document, xmlNode& node) {
-  const bool isInNode = node.content == reinterpret_cast<const xmlChar*>(&node.properties);
-  if (node.content != nullptr && !isInNode && xmlDictOwns(document.dict, node.content) == 0) {
+// The parser keeps some texts in its dictionary.
+void FreeContent(xmlNode& node) {
+  if (node.content != nullptr && xmlDictOwns(node.doc->dict, node.content) == 0) {
     xmlFree(node.content);
   }
 }
@@ -38,7 +37,7 @@ void StoreAttribute(xmlParserCtxt& parser, xmlAttr& attribute) {
 }
 
 void RecycleText(xmlParserCtxt& parser, xmlNode& node) {
-  FreeContent(*node.doc, node);
+  FreeContent(node);
   StoreNode(parser, node);
 }
 

@@ -2,7 +2,7 @@
 
 #include "ZEPXMLLimits.h"
 #include "ZEPXMLMemory_posix.h"
-#include "ZEPXMLText.h"
+#include "ZEPXMLStylesheetText.h"
 
 #include <array>
 #include <chrono>

@@ -19,7 +19,16 @@ constexpr std::size_t kMaxKeptBytes = std::size_t{1} << 20;
 using Slots = std::array<PreparedStylesheetPtr, kMaxKept + 1>;
 
 std::mutex keptMutex;
-Slots kept;
+bool isClosed = false;
+
+// A transformer that lives longer than this, in a variable of the host's, keeps nothing.
+struct Kept {
+  ~Kept() {
+    const std::lock_guard<std::mutex> lock(keptMutex);
+    isClosed = true;
+  }
+  Slots slots;
+} kept;
 
 // With extensions, what comes out of a compilation depends on what the host has registered by then.
 bool HasExtensions(xsltStylesheetPtr stylesheet) {
@@ -32,15 +41,19 @@ bool HasExtensions(xsltStylesheetPtr stylesheet) {
 }
 
 Slots::iterator EndOfKept() {
-  return std::find(kept.begin(), kept.end(), nullptr);
+  return std::find(kept.slots.begin(), kept.slots.end(), nullptr);
 }
 
 PreparedStylesheetPtr TakeOfText(const StylesheetText& text, const XMLLimits& limits) {
   const std::lock_guard<std::mutex> lock(keptMutex);
+  if (isClosed) {
+    return nullptr;
+  }
   const Slots::iterator end = EndOfKept();
-  const Slots::iterator found = std::find_if(kept.begin(), end, [&](const PreparedStylesheetPtr& candidate) {
-    return candidate->limits == limits && candidate->text == text;
-  });
+  const Slots::iterator found =
+      std::find_if(kept.slots.begin(), end, [&](const PreparedStylesheetPtr& candidate) {
+        return candidate->limits == limits && candidate->text == text;
+      });
   if (found == end) {
     return nullptr;
   }
@@ -52,10 +65,11 @@ PreparedStylesheetPtr TakeOfText(const StylesheetText& text, const XMLLimits& li
 // The first of those that are too many, in number or in size.
 Slots::iterator EndOfAllowed() {
   std::size_t bytes = 0;
-  return std::find_if(kept.begin(), kept.begin() + kMaxKept, [&bytes](const PreparedStylesheetPtr& one) {
-    bytes += one == nullptr ? 0 : one->SourceBytes();
-    return bytes > kMaxKeptBytes;
-  });
+  return std::find_if(kept.slots.begin(), kept.slots.begin() + kMaxKept,
+                      [&bytes](const PreparedStylesheetPtr& one) {
+                        bytes += one == nullptr ? 0 : one->SourceBytes();
+                        return bytes > kMaxKeptBytes;
+                      });
 }
 
 bool IsUpToDate(const PreparedStylesheet& prepared) {
@@ -69,7 +83,6 @@ bool IsUpToDate(const PreparedStylesheet& prepared) {
 PreparedStylesheet::PreparedStylesheet(XSLTStylesheet compiled, const XMLLimits& limitsThen,
                                        StylesheetText textRead, std::vector<IncludedText> includedRead)
     : stylesheet(std::move(compiled)),
-      parser(stylesheet->dict),
       transformation(stylesheet.get()),
       limits(limitsThen),
       text(std::move(textRead)),
@@ -90,9 +103,12 @@ void KeepPrepared(PreparedStylesheetPtr prepared) {
   prepared->parser.Shrink();
   Slots dropped; // freed without the mutex
   const std::lock_guard<std::mutex> lock(keptMutex);
-  std::move_backward(kept.begin(), kept.end() - 1, kept.end());
-  kept.front() = std::move(prepared);
-  std::move(EndOfAllowed(), kept.end(), dropped.begin());
+  if (isClosed) {
+    return;
+  }
+  std::move_backward(kept.slots.begin(), kept.slots.end() - 1, kept.slots.end());
+  kept.slots.front() = std::move(prepared);
+  std::move(EndOfAllowed(), kept.slots.end(), dropped.begin());
 }
 
 PreparedStylesheetPtr TakePrepared(const StylesheetText& text, const XMLLimits& limits) {

@@ -3,7 +3,7 @@
 #include "ZEPIXMLXSLTransformer.h"
 #include "ZEPXMLDocument_libxml2.h"
 #include "ZEPXMLLimits.h"
-#include "ZEPXMLText.h"
+#include "ZEPXMLStylesheetText.h"
 #include "ZEPXMLTransformation_libxslt.h"
 
 #include <cstddef>

@@ -33,9 +33,10 @@ XSLTSecurity ForbidEverything() {
   return preferences;
 }
 
-// What is known of libxslt's structures is known of the version whose headers these are.
-bool IsKnownLibrary() {
-  return xsltLibxsltVersion == LIBXSLT_VERSION;
+// What is known of the structures of both libraries is known of the versions whose headers these are.
+bool AreKnownLibraries() {
+  return xsltLibxsltVersion == LIBXSLT_VERSION &&
+         std::strncmp(xmlParserVersion, LIBXML_VERSION_STRING, sizeof LIBXML_VERSION_STRING - 1) == 0;
 }
 
 // Names that a document or a computed element name brought along stay in the dictionary.
@@ -164,7 +165,7 @@ bool XMLTransformation::IsAsNew() const {
 // False when something of the document may be left.
 bool XMLTransformation::CleanContext() {
   xsltTransformContext& context = *m_context;
-  if (!IsKnownLibrary() || xmlDictGetUsage(context.dict) > kMaxDictionaryBytes) {
+  if (!AreKnownLibraries() || xmlDictGetUsage(context.dict) > kMaxDictionaryBytes) {
     return false;
   }
   FreeWhatDocumentLeft(context);
