@@ -56,6 +56,7 @@ struct Call {
 struct ThreadState {
   OpenRecord record;
   std::vector<Call> calls;
+  pid_t number = 0; // the system's, 0 until it was asked
   bool observing = false;
 };
 
@@ -70,6 +71,7 @@ constinit std::atomic<ZEPTraceObserver> observer = nullptr;
 constinit void* observerContext = nullptr;           // under observerMutex
 constinit zep::TraceSink* sinkHeldForFork = nullptr; // under observerMutex
 constinit std::atomic<bool> observerWantsDetails = false;
+constinit std::atomic<bool> anyWanted = true; // or not known yet
 constinit thread_local ThreadState* threadState = nullptr;
 
 const struct SessionRelease {
@@ -113,8 +115,15 @@ void ReleaseAfterFork() {
   observerMutex.unlock();
 }
 
+void ReleaseInChild() {
+  if (threadState != nullptr) {
+    threadState->number = 0; // the child's thread has another
+  }
+  ReleaseAfterFork();
+}
+
 void RegisterForkHandlers() {
-  std::call_once(forkHandlersOnce, [] { pthread_atfork(HoldForFork, ReleaseAfterFork, ReleaseAfterFork); });
+  std::call_once(forkHandlersOnce, [] { pthread_atfork(HoldForFork, ReleaseAfterFork, ReleaseInChild); });
 }
 
 std::unique_ptr<TraceSession> MakeSession() {
@@ -131,6 +140,16 @@ std::unique_ptr<TraceSession> MakeSession() {
   return made;
 }
 
+// Whoever finds that no records are wanted looks again behind that: an observer that comes at the
+// same time either sees what was set here, or is seen here.
+void NoteWhetherAnyAreWanted(const TraceSession* made) {
+  const auto areWanted = [made] { return observerWantsDetails.load() || made == nullptr || made->Writes(); };
+  anyWanted = areWanted();
+  if (areWanted()) {
+    anyWanted = true;
+  }
+}
+
 // Null where the process is about to end, or where there was no memory for it.
 const TraceSession* Session() {
   const TraceSession* current = session.load(std::memory_order_acquire);
@@ -139,6 +158,7 @@ const TraceSession* Session() {
       std::call_once(sessionOnce, [] {
         RegisterForkHandlers();
         session.store(MakeSession().release(), std::memory_order_release);
+        NoteWhetherAnyAreWanted(session.load());
       });
     });
     current = session.load(std::memory_order_acquire);
@@ -206,12 +226,19 @@ bool IsWritten(const TraceSession& current, const ZEPTraceRecord& record, std::s
          (current.wanted.performance && zep::IsPerfoText(text));
 }
 
+pid_t NumberOf(ThreadState& state) {
+  if (state.number == 0) {
+    state.number = ::gettid();
+  }
+  return state.number;
+}
+
 void Emit(ThreadState& state, const ZEPTraceRecord& record, std::string_view text) {
   Observe(state, record);
   const TraceSession* current = Session();
   if (current != nullptr && current->Writes() && IsWritten(*current, record, text)) {
     current->logger->log(spdlog::level::info,
-                         zep::TraceColumns(record, text, ::gettid(), NestingOf(state, record.level)));
+                         zep::TraceColumns(record, text, NumberOf(state), NestingOf(state, record.level)));
   }
 }
 
@@ -243,6 +270,7 @@ void PLMCfgInTraceClass::Implementation::AppendNumber(Number number) {
 PLMCfgInTraceClass::PLMCfgInTraceClass(const char* iClassName, const char* iTraceGroup) {
   static constinit std::atomic<ObjectId> lastId = 0;
   m_implementation = new Implementation{TextOf(iClassName), TextOf(iTraceGroup), ++lastId};
+  m_anyWanted = &anyWanted;
 }
 
 PLMCfgInTraceClass::~PLMCfgInTraceClass() {
@@ -253,7 +281,7 @@ PLMCfgInTraceClass::~PLMCfgInTraceClass() {
   delete m_implementation;
 }
 
-unsigned char PLMCfgInTraceClass::IsActivated() {
+unsigned char PLMCfgInTraceClass::IsThisActivated() {
   if (observerWantsDetails.load(std::memory_order_relaxed)) {
     return 1;
   }
@@ -375,4 +403,5 @@ void ZEPSetTraceObserver(ZEPTraceObserver newObserver, void* context, bool wants
   observer = newObserver;
   observerContext = context;
   observerWantsDetails = newObserver != nullptr && wantsDetails;
+  NoteWhetherAnyAreWanted(session.load());
 }

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,9 +46,18 @@ private:
   sigset_t m_previous;
 };
 
+bool IsRegularFile(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool AreFilesLimited() {
+  rlimit limit{};
+  return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+}
+
 // Number of bytes that were taken.
 std::size_t WriteAll(int descriptor, const char* bytes, std::size_t size) {
-  const WriteSignalsHeldBack guard;
   std::size_t written = 0;
   while (written < size) {
     const auto count = ::write(descriptor, bytes + written, size - written);
@@ -84,15 +94,23 @@ int OpenForTrace(const char* path) {
   return descriptor;
 }
 
+std::size_t WriteWithoutSignal(int descriptor, const char* bytes, std::size_t size) {
+  const WriteSignalsHeldBack guard;
+  return WriteAll(descriptor, bytes, size);
+}
+
 void ReportUnusable(const std::string& path, int error) {
   const std::string report =
       "ZEP_TRACE_FILE: cannot write to " + path + ": " + std::generic_category().message(error) + "\n";
-  WriteAll(STDERR_FILENO, report.data(), report.size());
+  WriteWithoutSignal(STDERR_FILENO, report.data(), report.size());
 }
 
 } // namespace
 
-TraceSink::TraceSink(int descriptor, bool owned) : m_descriptor(descriptor), m_owned(owned) {
+TraceSink::TraceSink(int descriptor, bool owned)
+    : m_descriptor(descriptor),
+      m_owned(owned),
+      m_isFile(owned && IsRegularFile(descriptor)) {
   set_formatter_(std::make_unique<spdlog::pattern_formatter>("%Y-%m-%dT%H:%M:%S.%fZ\t%v",
                                                              spdlog::pattern_time_type::utc, "\n"));
 }
@@ -113,7 +131,10 @@ void TraceSink::sink_it_(const spdlog::details::log_msg& message) {
 }
 
 void TraceSink::Write(const char* bytes, std::size_t size) {
-  const std::size_t written = WriteAll(m_descriptor, bytes, size);
+  // Holding signals back takes four system calls, and a file without a limit sends none.
+  const bool sendsNoSignal = m_isFile && !AreFilesLimited();
+  const std::size_t written =
+      sendsNoSignal ? WriteAll(m_descriptor, bytes, size) : WriteWithoutSignal(m_descriptor, bytes, size);
   if (written > 0) {
     m_midLine = written < size;
   }

@@ -12,7 +12,7 @@ namespace zep {
 // stay whole. What cannot be written is dropped, without an exception and without a signal.
 class TraceSink final : public spdlog::sinks::base_sink<std::mutex> {
 public:
-  explicit TraceSink(int descriptor, bool owned);
+  TraceSink(int descriptor, bool owned);
   ~TraceSink() override;
 
   // Around a fork, so that the child does not inherit a mutex that nobody will open again.
@@ -28,6 +28,7 @@ private:
 
   int m_descriptor;
   bool m_owned;
+  bool m_isFile;          // its own, so that it stays one
   bool m_midLine = false; // the line written last has no end
 };
 

@@ -5,6 +5,7 @@
 #include <spdlog/fmt/fmt.h>
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 
 namespace zep {
@@ -39,8 +40,30 @@ void AppendEscaped(std::u16string& line, char16_t unit) {
   }
 }
 
+// ASCII that stands in a line as it is. Looks at every byte, since that can be done for many bytes at
+// once.
+bool IsPlain(std::string_view text) {
+  unsigned others = 0;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    others |= static_cast<unsigned>(byte < 0x20) | static_cast<unsigned>(byte >= 0x7F) |
+              static_cast<unsigned>(byte == '\\');
+  }
+  return others == 0;
+}
+
+template <typename Number>
+void AppendNumber(std::string& line, Number number) {
+  char digits[24];
+  line.append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
+}
+
 // The text without line ends, tabs and control characters, and valid UTF-8 whatever comes in.
 void AppendOneLine(std::string& line, std::string_view text) {
+  if (IsPlain(text)) {
+    line += text;
+    return;
+  }
   std::u16string escaped;
   escaped.reserve(text.size());
   for (const char16_t unit : UTF16FromUTF8(text.data(), text.size())) {
@@ -112,11 +135,16 @@ std::string TraceColumns(const ZEPTraceRecord& record, std::string_view text, lo
                          std::size_t nesting) {
   std::string line;
   line.reserve(text.size() + 128);
-  fmt::format_to(std::back_inserter(line), "{}\t{}\t", thread, MarkOf(record.level, text));
+  AppendNumber(line, thread);
+  line += '\t';
+  line += MarkOf(record.level, text);
+  line += '\t';
   AppendColumn(line, record.className);
   AppendColumn(line, OperationOf(record.method));
   AppendOneLine(line, record.file != nullptr ? record.file : "-");
-  fmt::format_to(std::back_inserter(line), ":{}\t", record.line);
+  line += ':';
+  AppendNumber(line, record.line);
+  line += '\t';
   line.append(2 * std::min(nesting, kDeepestIndent), ' ');
   AppendOneLine(line, WordFor(record.level, text));
   return line;

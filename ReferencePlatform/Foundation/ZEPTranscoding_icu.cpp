@@ -1,5 +1,7 @@
 #include "ZEPTranscoding.h"
 
+#include "ZEPASCIIRun.h"
+
 #include <unicode/ustring.h>
 #include <unicode/utf16.h>
 
@@ -8,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
+#include <type_traits>
 
 namespace zep {
 namespace {
@@ -21,15 +24,6 @@ bool IsPair(const char16_t* units, std::size_t position, std::size_t unitCount) 
   return position + 1 < unitCount && U16_IS_LEAD(units[position]) && U16_IS_TRAIL(units[position + 1]);
 }
 
-// Texts are mostly ASCII: four units at once are looked at.
-constexpr std::size_t kUnitsPerWord = sizeof(std::uint64_t) / sizeof(char16_t);
-
-bool IsASCIIWord(const char16_t* units) {
-  std::uint64_t word;
-  std::memcpy(&word, units, sizeof word);
-  return (word & 0xFF80FF80FF80FF80U) == 0;
-}
-
 std::size_t ExtraBytes(char16_t unit) {
   return (unit >= 0x80 ? 1U : 0U) + (unit >= 0x800 ? 1U : 0U);
 }
@@ -40,14 +34,59 @@ void CheckConverted(UErrorCode status) {
   }
 }
 
-std::size_t WriteStep(const char16_t* units, std::size_t unitCount, char* bytes, std::size_t capacity) {
-  const auto capacityInStep = static_cast<std::int32_t>(std::min<std::size_t>(capacity, INT_MAX));
+// An ASCII unit belongs to no longer sequence, so a text can be cut in front of it and behind it.
+// Shorter stretches of ASCII are left in what stands around them: a converter has its price per call.
+constexpr std::size_t kWorthCutting = 16;
+
+template <class Unit>
+bool IsASCII(Unit unit) {
+  return static_cast<std::make_unsigned_t<Unit>>(unit) < 0x80;
+}
+
+// Where the next stretch of ASCII begins that is worth cutting out, or `count`.
+template <class Unit>
+std::size_t EndOfMixedPart(const Unit* text, std::size_t count) {
+  std::size_t run = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    run = IsASCII(text[i]) ? run + 1 : 0;
+    if (run == kWorthCutting) {
+      return i + 1 - run;
+    }
+  }
+  return count;
+}
+
+std::size_t WriteMixedUTF16(const char* bytes, std::size_t byteCount, char16_t* units) {
+  std::int32_t unitCount = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8WithSub(units, static_cast<std::int32_t>(byteCount), &unitCount, bytes,
+                       static_cast<std::int32_t>(byteCount), kReplacement, nullptr, &status);
+  CheckConverted(status);
+  return static_cast<std::size_t>(unitCount);
+}
+
+// REQUIRES: there is room for what the units give.
+std::size_t WriteStep(const char16_t* units, std::size_t unitCount, char* bytes) {
   std::int32_t written = 0;
   UErrorCode status = U_ZERO_ERROR;
-  u_strToUTF8WithSub(bytes, capacityInStep, &written, units, static_cast<std::int32_t>(unitCount),
-                     kReplacement, nullptr, &status);
+  u_strToUTF8WithSub(bytes, static_cast<std::int32_t>(3 * unitCount), &written, units,
+                     static_cast<std::int32_t>(unitCount), kReplacement, nullptr, &status);
   CheckConverted(status);
   return static_cast<std::size_t>(written);
+}
+
+std::size_t WriteMixedUTF8(const char16_t* units, std::size_t unitCount, char* bytes) {
+  std::size_t read = 0;
+  std::size_t written = 0;
+  while (read < unitCount) {
+    std::size_t step = std::min(unitCount - read, kUnitsPerStep);
+    if (IsPair(units, read + step - 1, unitCount)) {
+      ++step;
+    }
+    written += WriteStep(units + read, step, bytes + written);
+    read += step;
+  }
+  return written;
 }
 
 } // namespace
@@ -58,65 +97,70 @@ void CheckTextLength(std::size_t unitCount) {
   }
 }
 
+std::size_t WriteUTF16(const char* bytes, std::size_t byteCount, char16_t* units) {
+  std::size_t read = CopyASCIIRun(bytes, byteCount, units);
+  std::size_t written = read;
+  while (read < byteCount) {
+    const std::size_t mixed = EndOfMixedPart(bytes + read, byteCount - read);
+    written += WriteMixedUTF16(bytes + read, mixed, units + written);
+    read += mixed;
+    const std::size_t run = CopyASCIIRun(bytes + read, byteCount - read, units + written);
+    read += run;
+    written += run;
+  }
+  return written;
+}
+
 std::u16string UTF16FromUTF8(const char* bytes, std::size_t byteCount) {
   CheckTextLength(byteCount);
-  if (byteCount == 0) {
-    return {};
-  }
-  // No byte gives more than one unit, so that one pass is enough.
   std::u16string text(byteCount, u'\0');
-  std::int32_t unitCount = 0;
-  UErrorCode status = U_ZERO_ERROR;
-  u_strFromUTF8WithSub(text.data(), static_cast<std::int32_t>(byteCount), &unitCount, bytes,
-                       static_cast<std::int32_t>(byteCount), kReplacement, nullptr, &status);
-  CheckConverted(status);
-  text.resize(static_cast<std::size_t>(unitCount));
+  text.resize(WriteUTF16(bytes, byteCount, text.data()));
   return text;
 }
 
-void ReplaceLoneSurrogates(std::u16string& text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (IsPair(text.data(), i, text.size())) {
+void ReplaceLoneSurrogates(char16_t* units, std::size_t unitCount) {
+  for (std::size_t i = RunWithoutSurrogates(units, unitCount); i < unitCount;
+       i += RunWithoutSurrogates(units + i, unitCount - i)) {
+    if (IsPair(units, i, unitCount)) {
       ++i;
-    } else if (U16_IS_SURROGATE(text[i])) {
-      text[i] = kReplacement;
+    } else {
+      units[i] = kReplacement;
     }
+    ++i;
   }
 }
 
 std::size_t UTF8ByteCount(const char16_t* units, std::size_t unitCount) {
   std::size_t bytes = unitCount;
-  for (std::size_t i = 0; i < unitCount;) {
-    if (unitCount - i >= kUnitsPerWord && IsASCIIWord(units + i)) {
-      i += kUnitsPerWord;
-      continue;
-    }
-    const std::size_t end = std::min(i + kUnitsPerWord, unitCount);
+  for (std::size_t i = ASCIIRun(units, unitCount); i < unitCount;) {
+    const std::size_t end = i + EndOfMixedPart(units + i, unitCount - i);
     for (; i < end; ++i) {
       bytes += ExtraBytes(units[i]);
       // A pair is counted as twice three bytes and has four.
       bytes -= i > 0 && IsPair(units, i - 1, unitCount) ? 2U : 0U;
     }
+    i += ASCIIRun(units + i, unitCount - i);
   }
   return bytes;
 }
 
-void WriteUTF8(const char16_t* units, std::size_t unitCount, char* bytes, std::size_t byteCount) {
-  std::size_t read = 0;
-  std::size_t written = 0;
+void WriteUTF8(const char16_t* units, std::size_t unitCount, char* bytes) {
+  std::size_t read = CopyASCIIRun(units, unitCount, bytes);
+  std::size_t written = read;
   while (read < unitCount) {
-    std::size_t step = std::min(unitCount - read, kUnitsPerStep);
-    if (IsPair(units, read + step - 1, unitCount)) {
-      ++step;
-    }
-    written += WriteStep(units + read, step, bytes + written, byteCount - written);
-    read += step;
+    const std::size_t mixed = EndOfMixedPart(units + read, unitCount - read);
+    written += WriteMixedUTF8(units + read, mixed, bytes + written);
+    read += mixed;
+    const std::size_t run = CopyASCIIRun(units + read, unitCount - read, bytes + written);
+    read += run;
+    written += run;
   }
 }
 
-std::string UTF8FromUTF16(const char16_t* units, std::size_t unitCount) {
-  std::string bytes(UTF8ByteCount(units, unitCount), '\0');
-  WriteUTF8(units, unitCount, bytes.data(), bytes.size());
+std::string UTF8FromUTF16(const char16_t* units, std::size_t unitCount, std::size_t roomBehind) {
+  std::string bytes(UTF8ByteCount(units, unitCount) + roomBehind, '\0');
+  WriteUTF8(units, unitCount, bytes.data());
+  bytes.resize(bytes.size() - roomBehind);
   return bytes;
 }
 

@@ -10,7 +10,7 @@ ZEPUTF8Conversion::ZEPUTF8Conversion(const ZEPUnicodeString& text) : m_bytes(m_i
   if (m_byteCount + 1 > kBytesInPlace) {
     m_bytes = new char[m_byteCount + 1];
   }
-  zep::WriteUTF8(units, unitCount, m_bytes, m_byteCount);
+  zep::WriteUTF8(units, unitCount, m_bytes);
   m_bytes[m_byteCount] = '\0';
 }
 

@@ -5,10 +5,12 @@
 
 #include <simdjson.h>
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -26,8 +28,9 @@ std::string_view WithoutByteOrderMark(std::string_view text) {
 // Turns the parser's document into a tree whose strings stay in the document.
 class TreeBuilder {
 public:
-  explicit TreeBuilder(std::shared_ptr<const simdjson::dom::document> document)
-      : m_document(std::move(document)) {}
+  explicit TreeBuilder(std::shared_ptr<const void> document) : m_document(std::move(document)) {}
+
+  std::size_t NodeCount() const { return m_nodeCount; }
 
   simdjson::error_code Build(simdjson::dom::element element, ZEPOmxAny& oNode) {
     if (++m_nodeCount > kMaxNodes) {
@@ -89,25 +92,75 @@ private:
     return error;
   }
 
-  std::shared_ptr<const simdjson::dom::document> m_document;
+  std::shared_ptr<const void> m_document; // kept alive by each string
   std::size_t m_nodeCount = 0;
 };
 
-simdjson::error_code Parse(std::string_view text, ZEPOmxAny& oValue) {
-  simdjson::dom::parser parser(kMaxTextBytes);
-  simdjson::error_code error = parser.allocate(0, kMaxDepth);
-  const auto document = std::make_shared<simdjson::dom::document>();
-  simdjson::dom::element root;
-  if (error == simdjson::SUCCESS) {
-    error = parser.parse_into_document(*document, text.data(), text.size()).get(root);
+// Memory fresh from the system costs more than the parsing, so that of the last text is kept for the
+// next one. Of a text with few values it is little more than the text itself; all else is given back.
+constexpr std::size_t kKeptTextBytes = std::size_t{8} << 20;
+constexpr std::size_t kKeptNodes = 10000;
+
+std::unique_ptr<simdjson::dom::parser> NewParser() {
+  auto made = std::make_unique<simdjson::dom::parser>(kMaxTextBytes);
+  return made->allocate(0, kMaxDepth) == simdjson::SUCCESS ? std::move(made) : nullptr;
+}
+
+// The document whose tree was gone last.
+constinit std::atomic<simdjson::dom::document*> spareDocument = nullptr;
+
+const struct SpareDocumentRelease {
+  ~SpareDocumentRelease() { delete spareDocument.exchange(nullptr); }
+} spareDocumentRelease;
+
+struct KeptDocument {
+  std::unique_ptr<simdjson::dom::document> document{spareDocument.exchange(nullptr)};
+  bool isKept = false;
+
+  KeptDocument() {
+    if (document == nullptr) {
+      document = std::make_unique<simdjson::dom::document>();
+    }
   }
-  return error == simdjson::SUCCESS ? TreeBuilder(document).Build(root, oValue) : error;
+  ~KeptDocument() {
+    if (isKept) {
+      delete spareDocument.exchange(document.release());
+    }
+  }
+  KeptDocument(const KeptDocument&) = delete;
+  KeptDocument& operator=(const KeptDocument&) = delete;
+};
+
+// REQUIRES: the parser's padding may be read behind the text.
+simdjson::error_code Parse(std::string_view text, ZEPOmxAny& oValue) {
+  thread_local std::unique_ptr<simdjson::dom::parser> keptParser;
+  auto parser = keptParser != nullptr ? std::move(keptParser) : NewParser();
+  if (parser == nullptr) {
+    return simdjson::MEMALLOC;
+  }
+  const auto kept = std::make_shared<KeptDocument>();
+  constexpr bool copyFirst = false;
+  simdjson::dom::element root;
+  simdjson::error_code error =
+      parser->parse_into_document(*kept->document, text.data(), text.size(), copyFirst).get(root);
+  if (error == simdjson::SUCCESS) {
+    TreeBuilder builder(kept);
+    error = builder.Build(root, oValue);
+    if (error == simdjson::SUCCESS && parser->capacity() <= kKeptTextBytes &&
+        builder.NodeCount() <= kKeptNodes) {
+      kept->isKept = true;
+      keptParser = std::move(parser);
+    }
+  }
+  return error;
 }
 
 } // namespace
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): by value for every platform
 long ZEPOmxJson::parse(ZEPOmxUTF8String iText, ZEPOmxAny& oValue) {
+  static_assert(ZEPOmxUTF8String::kRoomBehind >= simdjson::SIMDJSON_PADDING);
+  iText.MakeRoomBehind();
   const std::string_view text = WithoutByteOrderMark({iText.asChar(), iText.length()});
   ZEPOmxAny value;
   const simdjson::error_code error = Parse(text, value);

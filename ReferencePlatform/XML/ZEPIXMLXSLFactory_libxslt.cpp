@@ -13,6 +13,11 @@
 #include <libxslt/imports.h>
 #include <libxslt/xsltutils.h>
 
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
 namespace {
 
 long Failed(const zep::XMLInputSource& source, const std::string& message) {
@@ -41,6 +46,23 @@ bool NamesUnknownEncoding(xsltStylesheetPtr stylesheet, std::string& message) {
   return true;
 }
 
+// Null on failure, with the reason.
+zep::XSLTStylesheet Compiled(zep::XMLSession& session, const zep::StylesheetText& text,
+                             std::string& message) {
+  zep::XMLDocument document = zep::ParseStylesheet(session, text);
+  zep::XSLTStylesheet stylesheet(document == nullptr ? nullptr : xsltParseStylesheetDoc(document.get()));
+  if (stylesheet != nullptr) {
+    static_cast<void>(document.release()); // belongs to the stylesheet now
+    if (!session.HasFailed() && !NamesUnknownEncoding(stylesheet.get(), message)) {
+      return stylesheet;
+    }
+  }
+  if (message.empty()) {
+    message = session.Message();
+  }
+  return nullptr;
+}
+
 class XSLFactory final : public ZEPComponent<ZEPIXMLXSLFactory> {
 public:
   long CreateTransformer(const ZEPISAXInputSource_var& iStylesheet,
@@ -52,20 +74,21 @@ public:
       return E_INVALIDARG;
     }
     zep::XMLSession session(zep::CurrentXMLLimits());
-    zep::XMLDocument document = zep::ParseStylesheet(session, *source);
-    if (document == nullptr) {
+    std::optional<zep::StylesheetText> text = zep::LoadStylesheet(session, *source);
+    if (!text) {
       return Failed(*source, session.Message());
     }
-    zep::XSLTStylesheet stylesheet(xsltParseStylesheetDoc(document.get()));
-    if (stylesheet == nullptr) {
-      return Failed(*source, session.Message());
+    zep::PreparedStylesheetPtr prepared = zep::TakePrepared(*text, session.Limits());
+    if (prepared == nullptr) {
+      std::string message;
+      zep::XSLTStylesheet stylesheet = Compiled(session, *text, message);
+      if (stylesheet == nullptr) {
+        return Failed(*source, message);
+      }
+      prepared = std::make_unique<zep::PreparedStylesheet>(std::move(stylesheet), session.Limits(),
+                                                           std::move(*text), std::move(session.included));
     }
-    static_cast<void>(document.release()); // belongs to the stylesheet now
-    std::string message;
-    if (session.HasFailed() || NamesUnknownEncoding(stylesheet.get(), message)) {
-      return Failed(*source, session.HasFailed() ? session.Message() : message);
-    }
-    oTransformer = zep::MakeTransformer(std::move(stylesheet));
+    oTransformer = zep::MakeTransformer(std::move(prepared));
     return S_OK;
   }
 };

@@ -5,16 +5,14 @@
 #include "ZEPLastError.h"
 #include "ZEPUTF8Conversion.h"
 #include "ZEPXMLDocument_libxml2.h"
-#include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLInputSource.h"
 #include "ZEPXMLOutput.h"
 #include "ZEPXMLSession_libxslt.h"
 #include "ZEPXMLStylesheet_libxslt.h"
+#include "ZEPXMLTransformation_libxslt.h"
 #include "ZEPXMLXSLTransformerOptions.h"
 
-#include <cstdarg>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,23 +22,10 @@
 #include <libxml/encoding.h>
 #include <libxml/xmlIO.h>
 #include <libxslt/imports.h>
-#include <libxslt/security.h>
-#include <libxslt/transform.h>
-#include <libxslt/variables.h>
 #include <libxslt/xsltutils.h>
 
 namespace zep {
 namespace {
-
-struct TransformationDeleter {
-  void operator()(xsltTransformContextPtr transformation) const { xsltFreeTransformContext(transformation); }
-};
-using Transformation = std::unique_ptr<xsltTransformContext, TransformationDeleter>;
-
-struct SecurityDeleter {
-  void operator()(xsltSecurityPrefsPtr preferences) const { xsltFreeSecurityPrefs(preferences); }
-};
-using Security = std::unique_ptr<xsltSecurityPrefs, SecurityDeleter>;
 
 struct OutputBufferDeleter {
   void operator()(xmlOutputBufferPtr buffer) const { xmlOutputBufferClose(buffer); }
@@ -53,25 +38,6 @@ const char* Text(const xmlChar* text) {
 
 const xmlChar* XMLText(const char* text) {
   return reinterpret_cast<const xmlChar*>(text);
-}
-
-void OnTransformError(void* session, const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  static_cast<XMLSession*>(session)->AddMessage(format, arguments);
-  va_end(arguments);
-}
-
-Security ForbidEverything() {
-  Security preferences(xsltNewSecurityPrefs());
-  if (preferences != nullptr) {
-    for (const xsltSecurityOption option :
-         {XSLT_SECPREF_READ_FILE, XSLT_SECPREF_WRITE_FILE, XSLT_SECPREF_CREATE_DIRECTORY,
-          XSLT_SECPREF_READ_NETWORK, XSLT_SECPREF_WRITE_NETWORK}) {
-      xsltSetSecurityPrefs(preferences.get(), option, xsltSecurityForbid);
-    }
-  }
-  return preferences;
 }
 
 // ---- the result as bytes -----------------------------------------------------------------------
@@ -158,10 +124,13 @@ std::optional<std::string> Encoded(XMLSession& session, const char* encoding, co
 }
 
 std::optional<std::string> BytesAsText(XMLSession& session, const xmlDoc& result, const char* encoding) {
-  const std::string text = TextOf(result);
+  std::string text = TextOf(result);
   if (text.size() > session.Limits().maxTextBytes) {
     session.Fail("the result is larger than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
     return std::nullopt;
+  }
+  if (IsUTF8(encoding)) {
+    return text;
   }
   return Encoded(session, encoding, [&text](xmlOutputBufferPtr buffer) {
     return xmlOutputBufferWrite(buffer, static_cast<int>(text.size()), text.data());
@@ -191,7 +160,12 @@ bool IsParameter(const ZEPUTF8Conversion& name, const ZEPUTF8Conversion& uri,
 
 class Transformer final : public ZEPComponent<ZEPIXMLXSLTransformer> {
 public:
-  explicit Transformer(XSLTStylesheet stylesheet) : m_stylesheet(std::move(stylesheet)) {}
+  explicit Transformer(PreparedStylesheetPtr prepared) : m_prepared(std::move(prepared)) {}
+  ~Transformer() override {
+    if (m_isSound) {
+      KeepPrepared(std::move(m_prepared));
+    }
+  }
 
   long SetInputSource(const ZEPISAXInputSource_var& iSource) override {
     m_input = iSource;
@@ -228,11 +202,12 @@ public:
       return Failed(E_FAIL, source == nullptr ? "there is no input source" : "there is no output source");
     }
     XMLSession session(CurrentXMLLimits());
-    const XMLDocument document = ParseExpression(session, *source);
+    XMLDocument document = m_prepared->parser.Parse(session, *source);
     if (document == nullptr) {
       return Failed(E_FAIL, std::string(source->SourceId().ConvertToChar()) + ": " + session.Message());
     }
     std::optional<std::string> bytes = Apply(session, document.get());
+    m_prepared->parser.TakeBack(std::move(document));
     if (!bytes) {
       const std::string message = session.Message();
       return Failed(E_FAIL, message.empty() ? "the result cannot be written in its encoding" : message);
@@ -246,65 +221,30 @@ private:
     return code;
   }
 
-  Transformation Prepare(XMLSession& session, xmlDocPtr document, xsltSecurityPrefsPtr security) const {
-    Transformation transformation(xsltNewTransformContext(m_stylesheet.get(), document));
-    if (transformation == nullptr || security == nullptr ||
-        xsltSetCtxtSecurityPrefs(security, transformation.get()) != 0) {
-      session.Fail("out of memory");
-      return nullptr;
-    }
-    const XMLLimits& limits = session.Limits();
-    xsltSetTransformErrorFunc(transformation.get(), &session, OnTransformError);
-    transformation->maxTemplateDepth = limits.maxTemplateDepth + 1; // ours comes first, with a better message
-    transformation->opLimit = limits.maxOperations;
-    transformation->xpathCtxt->opLimit = limits.maxOperations;
-    transformation->debugStatus = XSLT_DEBUG_RUN; // has each instruction watched
-    WatchFunctions(transformation.get());
-    for (const auto& [name, value] : m_parameters) {
-      if (xsltQuoteOneUserParam(transformation.get(), XMLText(name.c_str()), XMLText(value.c_str())) != 0) {
-        session.Fail("a parameter cannot be set");
-        return nullptr;
-      }
-    }
-    return transformation;
-  }
-
-  // A document that comes with an error is no result.
-  std::optional<std::string> Apply(XMLSession& session, xmlDocPtr document) const {
-    const Security security = ForbidEverything();
-    const Transformation transformation = Prepare(session, document, security.get());
-    if (transformation == nullptr) {
+  std::optional<std::string> Apply(XMLSession& session, xmlDocPtr document) {
+    const bool wasSound = std::exchange(m_isSound, false);
+    const XMLDocument result = m_prepared->transformation.Apply(session, document, m_parameters);
+    if (result == nullptr) {
       return std::nullopt;
     }
-    session.SetTransformation(transformation.get());
-    const XMLDocument result(xsltApplyStylesheetUser(m_stylesheet.get(), document, nullptr, nullptr, nullptr,
-                                                     transformation.get()));
-    session.SetTransformation(nullptr);
-    if (session.HasFailed()) {
-      return std::nullopt;
-    }
-    if (result == nullptr || transformation->state != XSLT_STATE_OK || session.HasExpressionError()) {
-      if (session.Message().empty()) {
-        session.Fail("the stylesheet cannot be applied");
-      }
-      return std::nullopt;
-    }
-    const char* const encoding = EncodingOf(m_stylesheet.get());
+    m_isSound = wasSound;
+    const char* const encoding = EncodingOf(m_prepared->stylesheet.get());
     return m_isTextOutput ? BytesAsText(session, *result, encoding)
-                          : BytesAsWritten(session, result.get(), m_stylesheet.get(), encoding);
+                          : BytesAsWritten(session, result.get(), m_prepared->stylesheet.get(), encoding);
   }
 
-  XSLTStylesheet m_stylesheet;
+  PreparedStylesheetPtr m_prepared;
+  bool m_isSound = true; // no transformation with it failed
   ZEPISAXInputSource_var m_input;
   ZEPIXMLPPOutputSource_var m_output;
-  std::map<std::string, std::string> m_parameters;
+  XSLTParameters m_parameters;
   bool m_isTextOutput = false;
 };
 
 } // namespace
 
-ZEPIXMLXSLTransformer_var MakeTransformer(XSLTStylesheet stylesheet) {
-  return ZEPIXMLXSLTransformer_var(new Transformer(std::move(stylesheet)));
+ZEPIXMLXSLTransformer_var MakeTransformer(PreparedStylesheetPtr prepared) {
+  return ZEPIXMLXSLTransformer_var(new Transformer(std::move(prepared)));
 }
 
 } // namespace zep

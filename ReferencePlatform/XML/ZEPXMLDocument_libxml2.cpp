@@ -4,6 +4,7 @@
 #include "ZEPUTF8Conversion.h"
 #include "ZEPUnicodeString.h"
 #include "ZEPXMLInputSource.h"
+#include "ZEPXMLNodes_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include <optional>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
@@ -27,16 +29,15 @@ enum class DocumentType { Refused, PlainEntities };
 
 struct ParseJob {
   std::string_view bytes;
-  const char* url;      // names the document in messages, and is the base of what it includes
-  const char* encoding; // overrides what the document says of itself; null: as it says
+  const char* url; // names the document in messages, and is the base of what it includes
+  bool isUTF8;     // whatever the document says of itself
   DocumentType documentType;
   int options;
-  xmlDictPtr dictionary; // shared with other documents, or null
 };
 
 constexpr int kStylesheetOptions = XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PARSE_NOENT;
-// Its own limits stand in for those that the option lifts.
-constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE;
+constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE; // its own limits stand in for those
+constexpr std::size_t kMaxDictionaryBytes = std::size_t{256} << 10;
 constexpr std::size_t kMaxEntityBytes = 256;
 constexpr int kMaxEntityReferences = 10'000; // each costs as much as the text before it is long
 constexpr int kMaxStylesheetDocuments = 200;
@@ -110,26 +111,32 @@ void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, c
 
 // ---- parsing -----------------------------------------------------------------------------------
 
-struct ParserDeleter {
-  void operator()(xmlParserCtxtPtr parser) const {
-    Session().SetParser(nullptr);
-    xmlFreeParserCtxt(parser);
+// What Fail() ends.
+class ParserInUse {
+public:
+  ParserInUse(XMLSession& session, xmlParserCtxtPtr parser) : m_session(session) {
+    m_session.SetParser(parser);
   }
-};
-using Parser = std::unique_ptr<xmlParserCtxt, ParserDeleter>;
+  ~ParserInUse() { m_session.SetParser(nullptr); }
+  ParserInUse(const ParserInUse&) = delete;
+  ParserInUse& operator=(const ParserInUse&) = delete;
 
-Parser MakeParser(XMLSession& session, const ParseJob& job) {
-  Parser parser(xmlNewParserCtxt());
+private:
+  XMLSession& m_session;
+};
+
+// Names come from the dictionary, which belongs to the caller as well, or from one of its own.
+XMLParser MakeParser(XMLSession& session, xmlDictPtr dictionary) {
+  XMLParser parser(xmlNewParserCtxt());
   if (parser == nullptr) {
     session.Fail("out of memory");
     return parser;
   }
-  if (job.dictionary != nullptr) {
+  if (dictionary != nullptr) {
     xmlDictFree(parser->dict);
-    parser->dict = job.dictionary;
-    xmlDictReference(job.dictionary);
+    parser->dict = dictionary;
+    xmlDictReference(dictionary);
   }
-  parser->_private = const_cast<ParseJob*>(&job);
   parser->sax->internalSubset = OnDocumentType;
   parser->sax->entityDecl = OnEntity;
   parser->sax->getEntity = OnEntityReference;
@@ -139,19 +146,19 @@ Parser MakeParser(XMLSession& session, const ParseJob& job) {
   return parser;
 }
 
-XMLDocument Parse(XMLSession& session, const ParseJob& job) {
+// No encoding is named to the parser, which would then convert UTF-8 to UTF-8.
+XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, const ParseJob& job) {
   if (job.bytes.size() > INT_MAX) {
     session.Fail("it is too large");
     return nullptr;
   }
-  const Parser parser = MakeParser(session, job);
-  if (parser == nullptr) {
-    return nullptr;
-  }
-  session.SetParser(parser.get());
-  const int options = job.options | (job.encoding != nullptr ? XML_PARSE_IGNORE_ENC : 0);
-  XMLDocument document(xmlCtxtReadMemory(parser.get(), job.bytes.data(), static_cast<int>(job.bytes.size()),
-                                         job.url, job.encoding, options));
+  const ParserInUse use(session, parser);
+  parser->_private = const_cast<ParseJob*>(&job);
+  parser->options = 0; // otherwise those of the last document would stay
+  const int options = job.options | (job.isUTF8 ? XML_PARSE_IGNORE_ENC : 0);
+  XMLDocument document(xmlCtxtReadMemory(parser, job.bytes.data(), static_cast<int>(job.bytes.size()),
+                                         job.url, nullptr, options));
+  parser->_private = nullptr;
   if (session.HasFailed()) {
     document.reset(); // a stopped parser may still give what it had
   } else if (document == nullptr && session.Message().empty()) {
@@ -160,7 +167,7 @@ XMLDocument Parse(XMLSession& session, const ParseJob& job) {
   return document;
 }
 
-// ---- characters ----------------------------------------------------------------------------------
+// ---- characters --------------------------------------------------------------------------------
 
 bool IsSurrogate(char16_t unit) {
   return (unit & 0xF800) == 0xD800;
@@ -209,54 +216,48 @@ private:
   int m_descriptor;
 };
 
-struct LoadedFile {
-  std::string realPath;
-  std::string bytes;
-};
-
 std::optional<std::string> RealPath(const std::string& path) {
   const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), std::free);
   return real == nullptr ? std::nullopt : std::optional<std::string>(real.get());
 }
 
-// Adds at most `limit` bytes of a regular file to `bytes`.
-bool ReadAll(XMLSession& session, int descriptor, std::size_t limit, std::string& bytes) {
+// Adds at most `limit` bytes of a regular file to `bytes`. Null, or why it cannot.
+const char* ReadAll(int descriptor, std::size_t limit, std::string& bytes) {
   std::array<char, 16384> piece;
   for (;;) {
     const ssize_t count = read(descriptor, piece.data(), piece.size());
     if (count == 0) {
-      return true;
+      return nullptr;
     }
     if (count < 0) {
-      session.Fail("the file cannot be read");
-      return false;
+      return "the file cannot be read";
     }
     if (bytes.size() + static_cast<std::size_t>(count) > limit) {
-      session.Fail("the file is too large");
-      return false;
+      return "the file is too large";
     }
     bytes.append(piece.data(), static_cast<std::size_t>(count));
   }
 }
 
-std::optional<LoadedFile> LoadFile(XMLSession& session, const ZEPUnicodeString& path, std::size_t limit) {
+// Null, or why the file cannot be had.
+const char* ReadFile(const ZEPUnicodeString& path, std::size_t limit, StylesheetText& file) {
   const std::optional<FoundFile> found = FindFile(path);
   if (!found) {
-    session.Fail("the file does not exist");
-    return std::nullopt;
+    return "the file does not exist";
   }
   if (!S_ISREG(found->info.st_mode)) {
-    session.Fail("it is not a regular file");
-    return std::nullopt;
+    return "it is not a regular file";
   }
-  LoadedFile file;
-  file.realPath = RealPath(found->path).value_or(found->path);
-  const Descriptor descriptor(open(file.realPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (descriptor.Get() < 0) {
-    session.Fail("the file cannot be opened");
-    return std::nullopt;
-  }
-  if (!ReadAll(session, descriptor.Get(), limit, file.bytes)) {
+  file.isFile = true;
+  file.name = RealPath(found->path).value_or(found->path);
+  const Descriptor descriptor(open(file.name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  return descriptor.Get() < 0 ? "the file cannot be opened" : ReadAll(descriptor.Get(), limit, file.bytes);
+}
+
+std::optional<StylesheetText> LoadFile(XMLSession& session, const ZEPUnicodeString& path, std::size_t limit) {
+  StylesheetText file;
+  if (const char* const fault = ReadFile(path, limit, file)) {
+    session.Fail(fault);
     return std::nullopt;
   }
   return file;
@@ -364,46 +365,37 @@ bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
   return false;
 }
 
-XMLDocument ParseStylesheetBytes(XMLSession& session, const ParseJob& job) {
+XMLDocument ParseStylesheetBytes(XMLSession& session, const ParseJob& job, xmlDictPtr dictionary) {
   session.stylesheetBytes += job.bytes.size();
   if (session.stylesheetBytes > session.Limits().maxStylesheetBytes) {
     session.Fail("the stylesheet is larger than ZEP_XSLT_MAX_STYLESHEET_BYTES allows");
     return nullptr;
   }
-  XMLDocument document = Parse(session, job);
+  const XMLParser parser = MakeParser(session, dictionary);
+  XMLDocument document = parser == nullptr ? nullptr : ParseBytes(session, parser.get(), job);
   if (document != nullptr && RefuseInstructions(session, *document)) {
     document.reset();
   }
   return document;
 }
 
-XMLDocument ParseStylesheetFile(XMLSession& session, const ZEPUnicodeString& path, xmlDictPtr dictionary) {
-  const std::optional<LoadedFile> file = LoadFile(session, path, session.Limits().maxStylesheetBytes);
-  if (!file) {
-    return nullptr;
-  }
-  if (session.stylesheetDocuments == 0) {
-    session.includeFolder = file->realPath.substr(0, std::max<std::size_t>(file->realPath.rfind('/'), 1));
-  } else if (!IsBelow(file->realPath, session.includeFolder)) {
-    session.Fail("a stylesheet may include only files in its own folder or below");
-    return nullptr;
-  }
+XMLDocument ParseStylesheetFile(XMLSession& session, const StylesheetText& file, xmlDictPtr dictionary) {
   ++session.stylesheetDocuments;
-  const std::string url = ToURI(file->realPath);
-  return ParseStylesheetBytes(session, {file->bytes, url.c_str(), nullptr, DocumentType::PlainEntities,
-                                        kStylesheetOptions, dictionary});
+  const std::string url = ToURI(file.name);
+  return ParseStylesheetBytes(
+      session, {file.bytes, url.c_str(), false, DocumentType::PlainEntities, kStylesheetOptions}, dictionary);
 }
 
 } // namespace
 
-XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
-  const ZEPUTF8Conversion sourceId(source.SourceId());
+XMLDocument XMLExpressionParser::ParseText(XMLSession& session, const XMLInputSource& source,
+                                           const char* url) {
   if (source.IsFile()) {
-    const std::optional<LoadedFile> file =
+    const std::optional<StylesheetText> file =
         LoadFile(session, source.Content(), session.Limits().maxExpressionBytes);
     return !file ? nullptr
-                 : Parse(session, {file->bytes, sourceId.Bytes(), nullptr, DocumentType::Refused,
-                                   kExpressionOptions, nullptr});
+                 : ParseBytes(session, m_parser.get(),
+                              {file->bytes, url, false, DocumentType::Refused, kExpressionOptions});
   }
   if (!IsWellFormed(session, source.Content())) {
     return nullptr;
@@ -413,30 +405,68 @@ XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
     session.Fail("the expression is larger than ZEP_XSLT_MAX_EXPRESSION_BYTES allows");
     return nullptr;
   }
-  return Parse(session, {{text.Bytes(), text.ByteCount()},
-                         sourceId.Bytes(),
-                         "UTF-8",
-                         DocumentType::Refused,
-                         kExpressionOptions,
-                         nullptr});
+  return ParseBytes(session, m_parser.get(),
+                    {{text.Bytes(), text.ByteCount()}, url, true, DocumentType::Refused, kExpressionOptions});
 }
 
-XMLDocument ParseStylesheet(XMLSession& session, const XMLInputSource& source) {
-  if (source.IsFile()) {
-    return ParseStylesheetFile(session, source.Content(), nullptr);
+XMLDocument XMLExpressionParser::Parse(XMLSession& session, const XMLInputSource& source) {
+  if (m_parser == nullptr) {
+    m_parser = MakeParser(session, nullptr);
   }
-  if (!IsWellFormed(session, source.Content())) {
+  if (m_parser == nullptr) {
     return nullptr;
   }
+  const ZEPUTF8Conversion url(source.SourceId());
+  XMLDocument document = ParseText(session, source, url.Bytes());
+  if (document == nullptr || xmlDictGetUsage(m_parser->dict) > kMaxDictionaryBytes) {
+    m_parser.reset();
+  } else {
+    xmlCtxtReset(m_parser.get()); // it would keep its copy of the text until the next one
+  }
+  return document;
+}
+
+void XMLExpressionParser::TakeBack(XMLDocument document) {
+  if (m_parser != nullptr) {
+    RecycleDocument(m_parser.get(), document.release());
+  }
+}
+
+void XMLExpressionParser::Shrink() {
+  if (m_parser != nullptr) {
+    ShrinkNodeStore(m_parser.get());
+  }
+}
+
+XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
+  return XMLExpressionParser().Parse(session, source);
+}
+
+std::optional<StylesheetText> LoadStylesheet(XMLSession& session, const XMLInputSource& source) {
+  if (source.IsFile()) {
+    return LoadFile(session, source.Content(), session.Limits().maxStylesheetBytes);
+  }
+  if (!IsWellFormed(session, source.Content())) {
+    return std::nullopt;
+  }
   const ZEPUTF8Conversion text(source.Content());
-  const ZEPUTF8Conversion sourceId(source.SourceId());
+  return StylesheetText{
+      false, ZEPUTF8Conversion(source.SourceId()).Bytes(), {text.Bytes(), text.ByteCount()}};
+}
+
+XMLDocument ParseStylesheet(XMLSession& session, const StylesheetText& text) {
+  if (text.isFile) {
+    session.includeFolder = text.name.substr(0, std::max<std::size_t>(text.name.rfind('/'), 1));
+    return ParseStylesheetFile(session, text, nullptr);
+  }
   ++session.stylesheetDocuments;
-  return ParseStylesheetBytes(session, {{text.Bytes(), text.ByteCount()},
-                                        sourceId.Bytes(),
-                                        "UTF-8",
-                                        DocumentType::Refused,
-                                        kStylesheetOptions,
-                                        nullptr});
+  return ParseStylesheetBytes(
+      session, {text.bytes, text.name.c_str(), true, DocumentType::Refused, kStylesheetOptions}, nullptr);
+}
+
+bool IsUnchanged(const XMLLimits& limits, const IncludedText& included) {
+  StylesheetText now;
+  return ReadFile(included.path.c_str(), limits.maxStylesheetBytes, now) == nullptr && now == included.text;
 }
 
 xmlDocPtr ParseIncludedStylesheet(XMLSession& session, const char* uri, xmlDictPtr dictionary) {
@@ -453,7 +483,16 @@ xmlDocPtr ParseIncludedStylesheet(XMLSession& session, const char* uri, xmlDictP
     session.Fail("a stylesheet may include at most 200 others");
     return nullptr;
   }
-  return ParseStylesheetFile(session, path->c_str(), dictionary).release();
+  std::optional<StylesheetText> file = LoadFile(session, path->c_str(), session.Limits().maxStylesheetBytes);
+  if (!file) {
+    return nullptr;
+  }
+  if (!IsBelow(file->name, session.includeFolder)) {
+    session.Fail("a stylesheet may include only files in its own folder or below");
+    return nullptr;
+  }
+  session.included.push_back({*path, std::move(*file)});
+  return ParseStylesheetFile(session, session.included.back().text, dictionary).release();
 }
 
 } // namespace zep

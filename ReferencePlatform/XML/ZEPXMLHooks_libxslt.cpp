@@ -88,9 +88,12 @@ xmlDocPtr LoadDocument(const xmlChar* uri, xmlDictPtr dictionary, int options, v
 
 void OnInstruction(xmlNodePtr instruction, xmlNodePtr current, xsltTemplatePtr,
                    xsltTransformContextPtr transformation) {
-  XMLSession* const session = XMLSession::Current();
-  if (session != nullptr && session->Transformation() == transformation) {
-    WatchInstruction(*session, instruction, current);
+  if (transformation->error != OnTransformationError) {
+    return; // the host's own
+  }
+  XMLSession& session = *static_cast<XMLSession*>(transformation->errctx);
+  if (session.Transformation() == transformation) {
+    WatchInstruction(session, instruction, current);
   }
 }
 
@@ -138,6 +141,13 @@ void AskForNodes() {
 }
 
 } // namespace
+
+void OnTransformationError(void* session, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  static_cast<XMLSession*>(session)->AddMessage(format, arguments);
+  va_end(arguments);
+}
 
 void EnsureXMLHooks() {
   const std::lock_guard<std::mutex> lock(hooksMutex);

@@ -9,4 +9,7 @@ namespace zep {
 // chained: a host that debugs stylesheets loses its watcher.)
 void EnsureXMLHooks();
 
+// The error function of a transformation whose error context is the session that it runs in.
+void OnTransformationError(void* session, const char* format, ...);
+
 } // namespace zep

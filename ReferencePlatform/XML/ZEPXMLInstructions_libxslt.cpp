@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include <libxslt/preproc.h>
 #include <libxslt/xsltutils.h>
 
 namespace zep {
@@ -71,7 +72,12 @@ void AddTree(XMLSession& session, const xmlNode& top, Weight& weight) {
 }
 
 bool IsCopyOf(const xmlNode& instruction) {
-  return instruction.type == XML_ELEMENT_NODE && instruction.psvi != nullptr && instruction.ns != nullptr &&
+  if (instruction.type != XML_ELEMENT_NODE || instruction.psvi == nullptr ||
+      instruction.psvi == static_cast<const void*>(xsltExtMarker) || instruction.ns == nullptr) {
+    return false;
+  }
+  // The name is looked at last: nearly all instructions are something else.
+  return static_cast<const xsltElemPreComp*>(instruction.psvi)->type == XSLT_FUNC_COPYOF &&
          xmlStrEqual(instruction.ns->href, XSLT_NAMESPACE) != 0 && IS_XSLT_NAME(&instruction, "copy-of");
 }
 

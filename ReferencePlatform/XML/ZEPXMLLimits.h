@@ -7,6 +7,8 @@ namespace zep {
 
 // What a stylesheet from a stranger may use up. No honest one comes near the defaults.
 struct XMLLimits {
+  bool operator==(const XMLLimits&) const = default;
+
   std::chrono::milliseconds time; // of one transformation
   std::size_t maxStylesheetBytes; // of one stylesheet document
   std::size_t maxExpressionBytes; // of one expression, as UTF-8

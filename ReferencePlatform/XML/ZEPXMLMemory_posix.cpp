@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <pthread.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace zep {
@@ -77,13 +78,23 @@ bool XMLMemoryWatch::IsOver(std::chrono::steady_clock::time_point now) {
   return bytes > m_bytesAtFirstLook && (bytes - m_bytesAtFirstLook) / running > m_maxBytes;
 }
 
-bool HasStackLeft() {
+XMLStackWatch::XMLStackWatch() {
   thread_local const Stack stack = FindStack(); // slow on the first thread of a process
-  const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
-  if (here < stack.lowest || here - stack.lowest > stack.bytes) {
-    return true; // on a stack of the host's own making
+  if (stack.bytes != 0) {
+    m_lowest = stack.lowest;
+    m_enough = stack.lowest + std::min(kMaxStackReserve, stack.bytes / 2);
   }
-  return here - stack.lowest > std::min(kMaxStackReserve, stack.bytes / 2);
+}
+
+std::chrono::steady_clock::time_point XMLQuickNow() {
+#ifdef CLOCK_MONOTONIC_COARSE
+  timespec now;
+  if (clock_gettime(CLOCK_MONOTONIC_COARSE, &now) == 0) {
+    return std::chrono::steady_clock::time_point(std::chrono::seconds(now.tv_sec) +
+                                                 std::chrono::nanoseconds(now.tv_nsec));
+  }
+#endif
+  return std::chrono::steady_clock::now();
 }
 
 } // namespace zep

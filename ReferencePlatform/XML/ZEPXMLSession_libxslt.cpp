@@ -58,6 +58,7 @@ XMLSession::XMLSession(const XMLLimits& limits)
       m_deadline(std::chrono::steady_clock::now() + limits.time),
       m_memory(limits.maxMemoryBytes),
       m_outer(currentSession) {
+  m_reason[0] = m_place[0] = m_messages[0] = '\0';
   EnsureXMLHooks();
   m_outerErrorFunction = xmlStructuredError;
   m_outerErrorContext = xmlStructuredErrorContext;
@@ -202,12 +203,12 @@ void XMLSession::CheckUse() {
   if (m_transformation == nullptr || HasFailed()) {
     return;
   }
-  const auto now = std::chrono::steady_clock::now();
+  const auto now = XMLQuickNow();
   if (now > m_deadline) {
     Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows");
   } else if (m_memory.IsOver(now)) {
     Fail("the stylesheet takes more memory than ZEP_XSLT_MAX_MEMORY_BYTES allows");
-  } else if (!HasStackLeft()) {
+  } else if (m_stack.IsOver()) {
     Fail("the stylesheet nests its calls too deeply for the stack of this thread");
   }
 }

@@ -2,12 +2,14 @@
 
 #include "ZEPXMLLimits.h"
 #include "ZEPXMLMemory_posix.h"
+#include "ZEPXMLStylesheetText.h"
 
 #include <array>
 #include <chrono>
 #include <cstdarg>
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -63,6 +65,7 @@ public:
   // Where a stylesheet may include from, with its real path: empty for nowhere.
   std::string includeFolder;
   std::size_t stylesheetBytes = 0; // of all its documents so far
+  std::vector<IncludedText> included;
   int stylesheetDocuments = 0;
   int entityReferences = 0;
 
@@ -73,6 +76,7 @@ private:
   XMLLimits m_limits;
   std::chrono::steady_clock::time_point m_deadline;
   XMLMemoryWatch m_memory;
+  XMLStackWatch m_stack;
   std::size_t m_nodes = 0;
   std::size_t m_madeTextBytes = 0;
   const xmlNode* m_unfilledText = nullptr; // made without characters, gets them later
@@ -83,9 +87,10 @@ private:
 
   bool m_hasExpressionError = false;
   bool m_isNodeInTheMaking = false;
-  std::array<char, 256> m_reason{};
-  std::array<char, 512> m_place{}; // the instruction that had something to say last
-  std::array<char, 8192> m_messages{};
+  // Texts; most sessions have none, and clearing all of them would be work for nothing.
+  std::array<char, 256> m_reason;
+  std::array<char, 512> m_place; // the instruction that had something to say last
+  std::array<char, 8192> m_messages;
   std::size_t m_messageBytes = 0;
 
   XMLSession* m_outer;

@@ -1,7 +1,9 @@
+#include "GuardedMemory_posix.h"
 #include "ZEPTextSearch.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <random>
@@ -15,13 +17,21 @@ struct SearchPath {
   std::size_t (*find)(zep::UnitRange text, zep::UnitRange pattern, std::size_t start);
 };
 
-const SearchPath kPaths[] = {
-    {"portable", zep::FindUnitsPortable},
+// All that this machine can run.
+std::vector<SearchPath> AllPaths() {
+  std::vector<SearchPath> paths = {{"portable", zep::FindUnitsPortable}, {"chosen", zep::FindUnits}};
 #if ZEP_TEXT_SEARCH_SSE2
-    {"sse2", zep::FindUnitsSse2},
+  paths.push_back({"sse2", zep::FindUnitsSse2});
 #endif
-    {"chosen", zep::FindUnits},
-};
+#if ZEP_TEXT_SEARCH_AVX2
+  if (zep::MachineHasAvx2()) {
+    paths.push_back({"avx2", zep::FindUnitsAvx2});
+  }
+#endif
+  return paths;
+}
+
+const std::vector<SearchPath> kPaths = AllPaths();
 
 // Memory of exactly the text's size, so that a sanitizer sees every read beyond it.
 std::vector<char16_t> Exactly(const std::u16string& text) {
@@ -144,6 +154,77 @@ TEST(TextSearch, Find_MissesNothing_BehindAnyNumberOfNearMatches) {
     const std::u16string text = std::u16string(before, u'a') + pattern;
     ASSERT_NO_FATAL_FAILURE(ExpectAllPathsAgree(text, pattern, 0));
     ASSERT_NO_FATAL_FAILURE(ExpectAllPathsAgree(text + std::u16string(20, u'a'), pattern, 0));
+  }
+}
+
+// A text and a pattern each end where the memory does, so that a read beyond either ends the test;
+// the text also begins at every place that a wide load can be off by.
+TEST(TextSearch, Find_ReadsNothingBehindTheEnd_EveryLengthAndPatternLength) {
+  std::mt19937 random(17);
+  GuardedMemory<char16_t> textEnd(400);
+  GuardedMemory<char16_t> patternEnd(40);
+  for (std::size_t textLength = 0; textLength <= 200; ++textLength) {
+    for (std::size_t patternLength = 1; patternLength <= 40; ++patternLength) {
+      // Few letters: near matches everywhere, and the first and last unit often stand together.
+      std::u16string text = RandomText(random, textLength, u"ab");
+      const std::u16string pattern = RandomText(random, patternLength, u"ab");
+      const std::size_t place = random() % (textLength + 1);
+      if (random() % 3 != 0 && place + patternLength <= textLength) {
+        text.replace(place, patternLength, pattern);
+      }
+      const std::size_t start = random() % 4 == 0 ? random() % (textLength + 2) : 0;
+      const std::size_t expected = Naive(text, pattern, start);
+      const zep::UnitRange textUnits{textEnd.EndingWith(text), text.size()};
+      const zep::UnitRange patternUnits{patternEnd.EndingWith(pattern), pattern.size()};
+      for (const SearchPath& path : kPaths) {
+        SCOPED_TRACE(path.name);
+        ASSERT_EQ(path.find(textUnits, patternUnits, start), expected)
+            << "text of " << textLength << ", pattern of " << patternLength << ", start " << start;
+      }
+    }
+  }
+}
+
+// The last unit of the text, and the one in front of it, are a match or are missed by one.
+TEST(TextSearch, Find_SeesTheLastMatch_AtTheEndOfTheMemory) {
+  GuardedMemory<char16_t> textEnd(400);
+  for (std::size_t textLength = 1; textLength <= 200; ++textLength) {
+    for (std::size_t patternLength = 1; patternLength <= std::min<std::size_t>(textLength, 40);
+         ++patternLength) {
+      std::u16string pattern(patternLength, u'x');
+      pattern.front() = u'<';
+      pattern.back() = u'>';
+      const std::u16string text = std::u16string(textLength - patternLength, u'-') + pattern;
+      const zep::UnitRange textUnits{textEnd.EndingWith(text), text.size()};
+      for (const SearchPath& path : kPaths) {
+        SCOPED_TRACE(path.name);
+        ASSERT_EQ(path.find(textUnits, {pattern.data(), pattern.size()}, 0), textLength - patternLength);
+        ASSERT_EQ(path.find(textUnits, {pattern.data(), pattern.size()}, textLength - patternLength + 1),
+                  zep::kNotFound);
+        if (textLength > patternLength) {
+          // A text that ends one unit in front of the match's end.
+          ASSERT_EQ(path.find({textUnits.units, text.size() - 1}, {pattern.data(), pattern.size()}, 0),
+                    zep::kNotFound);
+        }
+      }
+    }
+  }
+}
+
+TEST(TextSearch, Find_AgreesWithNaiveSearch_EveryAlignment) {
+  std::mt19937 random(23);
+  const std::u16string memory = RandomText(random, 400, u"abc<");
+  for (std::size_t offset = 0; offset < 32; ++offset) {
+    for (std::size_t length = 0; length <= 200; ++length) {
+      const std::u16string text = memory.substr(offset, length);
+      const std::u16string pattern = RandomText(random, 1 + random() % 4, u"abc<");
+      for (const SearchPath& path : kPaths) {
+        SCOPED_TRACE(path.name);
+        ASSERT_EQ(path.find({memory.data() + offset, length}, {pattern.data(), pattern.size()}, 0),
+                  Naive(text, pattern, 0))
+            << "offset " << offset << ", length " << length;
+      }
+    }
   }
 }
 

@@ -442,6 +442,112 @@ TEST(UnicodeString, CopyAndMove_KeepValues_IncludingSelf) {
   }
 }
 
+// Short enough to be kept in place, and longer.
+const std::u16string kSharedTexts[] = {u" Ab ", u" Ab " + std::u16string(200, u'c') + u" "};
+
+TEST(UnicodeString, Copy_SharesItsUnits_UntilOneIsChanged) {
+  ZEPUnicodeString original = Text(kSharedTexts[1]);
+  const char16_t* const units = original.CastToUnitPtr();
+  ZEPUnicodeString copy = original;
+  EXPECT_EQ(copy.CastToUnitPtr(), units);
+  EXPECT_EQ(original.SubString(0, INT_MAX).CastToUnitPtr(), units);
+  copy.Append("+");
+  EXPECT_NE(copy.CastToUnitPtr(), units);
+  EXPECT_EQ(original.CastToUnitPtr(), units);
+  copy = original;
+  original.Reset();
+  EXPECT_EQ(copy.CastToUnitPtr(), units);
+  EXPECT_EQ(Units(copy), kSharedTexts[1]);
+}
+
+TEST(UnicodeString, Copy_IsATextOfItsOwn_EveryChangingOperation) {
+  struct Row {
+    int line;
+    void (*change)(ZEPUnicodeString&);
+  };
+  const Row rows[] = {
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.Append("+"); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.Append(text); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.AppendPart(text, 1, 2); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.Insert(1, "+"); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.Remove(1, 1); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.Strip(2, ' '); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.ToLower(); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.Reset(); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.BuildFromUTF8("8", 1); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text.BuildFromUTF16(u"16", 2); }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { text = "new"; }},
+      Row{__LINE__, [](ZEPUnicodeString& text) { const ZEPUnicodeString moved(std::move(text)); }},
+  };
+  for (const Row& row : rows) {
+    for (const std::u16string& content : kSharedTexts) {
+      SCOPED_TRACE(row.line);
+      ZEPUnicodeString original = Text(content);
+      ZEPUnicodeString copy = original;
+      row.change(copy);
+      EXPECT_EQ(Units(original), content);
+      EXPECT_NE(Units(copy), content);
+      const std::u16string changed = Units(copy);
+      copy = original;
+      row.change(original);
+      EXPECT_EQ(Units(copy), content);
+      EXPECT_EQ(Units(original), changed);
+      ZEPUnicodeString alone = Text(content); // shared with nobody
+      row.change(alone);
+      EXPECT_EQ(Units(alone), changed);
+    }
+  }
+}
+
+TEST(UnicodeString, Copy_MayBeChanged_WhileOtherThreadsCopyAndChangeTheirs) {
+  const ZEPUnicodeString original = Text(kSharedTexts[1]);
+  std::vector<std::thread> threads;
+  std::atomic<int> wrong = 0;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&original, &wrong, thread] {
+      const ZEPUnicodeString mine(std::to_string(thread).c_str());
+      for (int round = 0; round < 2000; ++round) {
+        ZEPUnicodeString copy = original;
+        const ZEPUnicodeString second = copy;
+        copy.Append(mine).Remove(0, 4);
+        wrong += Units(copy) == kSharedTexts[1].substr(4) + Units(mine) && second == original ? 0 : 1;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(Units(original), kSharedTexts[1]);
+}
+
+TEST(UnicodeString, Reserve_ChangesNoText_AnyRoom) {
+  for (const std::u16string& content : {u""s, kSharedTexts[0], kSharedTexts[1]}) {
+    for (const int room : {INT_MIN, 0, 1, 19, 20, 10000}) {
+      SCOPED_TRACE(room);
+      ZEPUnicodeString text = Text(content);
+      const ZEPUnicodeString copy = text;
+      text.Reserve(room);
+      EXPECT_EQ(Units(text), content);
+      text.Append("+");
+      text.Reserve(0);
+      EXPECT_EQ(Units(text), content + u"+");
+      EXPECT_EQ(Units(copy), content);
+    }
+  }
+}
+
+TEST(UnicodeString, Reserve_KeepsThePlace_WhileTheRoomLasts) {
+  ZEPUnicodeString text;
+  text.Reserve(1000);
+  const char16_t* const units = text.CastToUnitPtr();
+  for (int i = 0; i < 1000; ++i) {
+    text.Append("x");
+  }
+  EXPECT_EQ(text.CastToUnitPtr(), units);
+  EXPECT_EQ(Units(text), std::u16string(1000, u'x'));
+}
+
 struct RangeRow {
   int line;
   int start;
@@ -480,6 +586,20 @@ TEST(UnicodeString, SubString_GivesTheOverlap_AnyRange) {
     const ZEPUnicodeString text("abcdef");
     EXPECT_STREQ(text.SubString(row.start, row.length).CastToCharPtr(), row.overlap);
     EXPECT_TRUE(ZEPUnicodeString().SubString(row.start, row.length).IsEmpty());
+  }
+}
+
+TEST(UnicodeString, AppendPart_AddsTheOverlap_AnyRange) {
+  for (const RangeRow& row : kRangeRows) {
+    SCOPED_TRACE(row.line);
+    for (const std::u16string& content : {u""s, kSharedTexts[0], kSharedTexts[1]}) {
+      ZEPUnicodeString text = Text(content);
+      EXPECT_EQ(&text.AppendPart("abcdef", row.start, row.length), &text);
+      EXPECT_EQ(Units(text), content + Units(row.overlap));
+    }
+    ZEPUnicodeString own("abcdef");
+    own.AppendPart(own, row.start, row.length);
+    EXPECT_EQ(Units(own), u"abcdef" + Units(row.overlap));
   }
 }
 

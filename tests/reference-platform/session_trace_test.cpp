@@ -464,6 +464,26 @@ TEST_F(TraceFile, trace_processes_that_share_a_file_keep_their_lines_whole) {
   }
 }
 
+TEST_F(TraceFile, trace_in_a_child_carries_its_own_number) {
+  const auto lines = LinesOf("1", [] {
+    PLMCfgInTraceClass trace("Job", "");
+    Detail(trace, std::to_string(getpid()).c_str());
+    const pid_t child = fork();
+    if (child == 0) {
+      Detail(trace, std::to_string(getpid()).c_str());
+      _exit(0);
+    }
+    session::WaitFor(child);
+    Detail(trace, std::to_string(getpid()).c_str());
+  });
+  ASSERT_THAT(lines, SizeIs(3));
+  for (const std::string& line : lines) {
+    const auto columns = session::Split(line, '\t');
+    ASSERT_THAT(columns, SizeIs(kColumns));
+    EXPECT_EQ(columns[kThread], columns[kText]);
+  }
+}
+
 TEST_F(TraceFile, trace_in_a_child_forked_while_threads_trace_goes_on) {
   const auto texts = TextsOf("1", [] {
     PLMCfgInTraceClass trace("Job", "");
@@ -667,6 +687,21 @@ TEST(trace_observer, sees_errors_with_the_trace_off) {
   EXPECT_EQ(trace.IsActivated(), 0);
   Error(trace, "lost");
   EXPECT_THAT(observation.seen.texts, ElementsAre("**** ERROR ****", "**** lost"));
+}
+
+TEST(trace_observer, is_asked_for_anew_after_the_trace_was_found_off) {
+  session::SetEnvironment({});
+  PLMCfgInTraceClass trace("Job", "");
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(trace.IsActivated(), 0);
+    {
+      Observation observation(true);
+      EXPECT_EQ(trace.IsActivated(), 1);
+    }
+    EXPECT_EQ(trace.IsActivated(), 0);
+    Observation errorsOnly(false);
+    EXPECT_EQ(trace.IsActivated(), 0);
+  }
 }
 
 TEST(trace_observer, sees_every_part_of_a_record) {

@@ -1,6 +1,7 @@
 #include "PLMCfgInTraceClass.h"
 #include "ScriptedState.h"
 
+#include <atomic>
 #include <map>
 #include <thread>
 
@@ -14,6 +15,9 @@ const char errorIndent[] = "<INDENT> ";
 constexpr int detailLevel = 0;
 constexpr int entryLevel = 1;
 constexpr int exitLevel = 2;
+
+// Each query is to be seen here.
+constinit const std::atomic<bool> alwaysAsk = true;
 
 // What became of the trace objects outlives every reset.
 std::vector<std::string>& traceObjectEvents() {
@@ -156,7 +160,8 @@ struct PLMCfgInTraceClass::Implementation {
 };
 
 PLMCfgInTraceClass::PLMCfgInTraceClass(const char* iClassName, const char* iTraceGroup)
-    : m_implementation(new Implementation) {
+    : m_implementation(new Implementation),
+      m_anyWanted(&alwaysAsk) {
   const Lock lock(State::Get().mutex);
   m_implementation->className = iClassName;
   m_implementation->traceGroup = iTraceGroup;
@@ -173,7 +178,7 @@ PLMCfgInTraceClass::~PLMCfgInTraceClass() {
   delete m_implementation;
 }
 
-unsigned char PLMCfgInTraceClass::IsActivated() {
+unsigned char PLMCfgInTraceClass::IsThisActivated() {
   State& state = State::Get();
   std::function<bool(int)> wanted;
   int query = 0;

@@ -3,11 +3,8 @@
 #include "ZEPPLMID.h"
 #include "valueToMacro.h"
 
-#include <climits>
-
 namespace {
 
-constexpr int detailLevel = 0;
 constexpr int entryLevel = 1;
 constexpr int exitLevel = 2;
 
@@ -29,20 +26,6 @@ ZEPCfgServiceTrace::ZEPCfgServiceTrace(const char* className, const char* traceG
       m_file(baseName(sourcePath)) {}
 
 template <class... Parts>
-void ZEPCfgServiceTrace::Write(int line, const Parts&... parts) {
-  PLMCfgInTraceClass& record = m_object.beginTrace(detailLevel);
-  (record << ... << parts);
-  record.endTraceWithLineNumber(detailLevel, line, m_file);
-}
-
-template <class... Parts>
-void ZEPCfgServiceTrace::WriteDetail(int line, const Parts&... parts) {
-  if (m_object.IsActivated()) {
-    Write(line, parts...);
-  }
-}
-
-template <class... Parts>
 void ZEPCfgServiceTrace::WriteError(int line, const Parts&... parts) {
   Write(line, PLMCfgInTraceClass::GetError());
   Write(line, PLMCfgInTraceClass::GetErrorIndent(), parts...);
@@ -62,49 +45,9 @@ void ZEPCfgServiceTrace::Leave(int entryLine) {
   }
 }
 
-void ZEPCfgServiceTrace::Label(const char* text, int line) {
-  WriteDetail(line, text);
-}
-
-void ZEPCfgServiceTrace::Label(const char* text, const ZEPUnicodeString& more, int line) {
-  WriteDetail(line, text, more);
-}
-
-void ZEPCfgServiceTrace::Dump(const char* name, const ZEPUnicodeString& text, int line) {
-  WriteDetail(line, name, " = [", text, "]");
-}
-
-void ZEPCfgServiceTrace::DumpJoined(const char* name, const ZEPUnicodeString& text,
-                                    const ZEPUnicodeString& rest, int restStart, int line) {
-  if (m_object.IsActivated()) {
-    Write(line, name, " = [", text, rest.SubString(restStart, INT_MAX), "]");
-  }
-}
-
 void ZEPCfgServiceTrace::DumpId(const char* name, const ZEPPLMID& id, int line) {
-  if (m_object.IsActivated()) {
-    Write(line, name, " = [", id.ToString(0), "]");
-  }
-}
-
-void ZEPCfgServiceTrace::Number(unsigned int number, int line) {
-  WriteDetail(line, number);
-}
-
-void ZEPCfgServiceTrace::Value(const char* name, const ZEPUnicodeString& text, int line) {
-  WriteDetail(line, name, " = ", text);
-}
-
-void ZEPCfgServiceTrace::Value(const char* name, const char* text, int line) {
-  WriteDetail(line, name, " = ", text);
-}
-
-void ZEPCfgServiceTrace::Value(const char* name, int number, int line) {
-  WriteDetail(line, name, " = ", number);
-}
-
-void ZEPCfgServiceTrace::Value(const char* name, unsigned int number, int line) {
-  WriteDetail(line, name, " = ", number);
+  DumpMade(
+      name, [&id] { return id.ToString(0); }, line);
 }
 
 void ZEPCfgServiceTrace::Error(const char* message, int line) {

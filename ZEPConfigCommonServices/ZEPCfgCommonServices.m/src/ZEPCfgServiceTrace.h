@@ -20,23 +20,38 @@ public:
   void Enter(char* signature, int line);
   void Leave(int entryLine);
 
-  void Label(const char* text, int line = __builtin_LINE());
-  void Label(const char* text, const ZEPUnicodeString& more, int line = __builtin_LINE());
+  void Label(const char* text, int line = __builtin_LINE()) { WriteDetail(line, text); }
+  void Label(const char* text, const ZEPUnicodeString& more, int line = __builtin_LINE()) {
+    WriteDetail(line, text, more);
+  }
   // name = [text]
-  void Dump(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE());
-  // The same of a text in two parts, the second one being `rest` from `restStart` on. They are put
-  // together only while the trace is on.
-  void DumpJoined(const char* name, const ZEPUnicodeString& text, const ZEPUnicodeString& rest, int restStart,
-                  int line = __builtin_LINE());
+  void Dump(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE()) {
+    WriteDetail(line, name, " = [", text, "]");
+  }
+  // The same of a text that is put together only while the trace is on.
+  template <class MakeText>
+  void DumpMade(const char* name, MakeText makeText, int line = __builtin_LINE()) {
+    if (m_object.IsActivated()) {
+      Write(line, name, " = [", makeText(), "]");
+    }
+  }
   // The same of an identifier, whose text is asked for only while the trace is on.
   void DumpId(const char* name, const ZEPPLMID& id, int line = __builtin_LINE());
   // A number without a name.
-  void Number(unsigned int number, int line = __builtin_LINE());
+  void Number(unsigned int number, int line = __builtin_LINE()) { WriteDetail(line, number); }
   // name = value, without brackets
-  void Value(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE());
-  void Value(const char* name, const char* text, int line = __builtin_LINE());
-  void Value(const char* name, int number, int line = __builtin_LINE());
-  void Value(const char* name, unsigned int number, int line = __builtin_LINE());
+  void Value(const char* name, const ZEPUnicodeString& text, int line = __builtin_LINE()) {
+    WriteDetail(line, name, " = ", text);
+  }
+  void Value(const char* name, const char* text, int line = __builtin_LINE()) {
+    WriteDetail(line, name, " = ", text);
+  }
+  void Value(const char* name, int number, int line = __builtin_LINE()) {
+    WriteDetail(line, name, " = ", number);
+  }
+  void Value(const char* name, unsigned int number, int line = __builtin_LINE()) {
+    WriteDetail(line, name, " = ", number);
+  }
 
   // Two records: the error prefix, then the indented message.
   void Error(const char* message, int line = __builtin_LINE());
@@ -52,12 +67,24 @@ public:
   void Perfo(const char* text, int line = __builtin_LINE());
 
 private:
+  // Here alone, so that an operation pays next to nothing for the records that nobody wants.
   template <class... Parts>
-  void WriteDetail(int line, const Parts&... parts);
+  void WriteDetail(int line, const Parts&... parts) {
+    if (m_object.IsActivated()) {
+      Write(line, parts...);
+    }
+  }
   template <class... Parts>
   void WriteError(int line, const Parts&... parts);
+  // Kept out of the operations, which hardly ever come here.
   template <class... Parts>
-  void Write(int line, const Parts&... parts);
+  [[gnu::cold]] void Write(int line, const Parts&... parts) {
+    PLMCfgInTraceClass& record = m_object.beginTrace(detailLevel);
+    (record << ... << parts);
+    record.endTraceWithLineNumber(detailLevel, line, m_file);
+  }
+
+  static constexpr int detailLevel = 0;
 
   PLMCfgInTraceClass m_object;
   const char* m_file;

@@ -30,10 +30,11 @@
 #include "ZEPXMLXSLTransformerOptions.h"
 
 #include <algorithm>
-#include <climits>
 #include <memory>
 #include <optional>
 #include <sys/stat.h>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -44,6 +45,8 @@ using zep::AttributeValues;
 using zep::CutText;
 using zep::forward;
 using zep::ForwardSearch;
+using zep::TextPart;
+using zep::TextWithoutSpan;
 using zep::Walk;
 
 // What the formatting sequence keeps between its calls; empty while none is open.
@@ -83,11 +86,10 @@ constexpr int openingLength = 8;       // of "<Context"
 constexpr int closingLength = 10;      // of "</Context>"
 constexpr int inheritedEffLength = 12; // of "InheritedEff"
 
-// The pieces cut out of an expression, and what is left of it.
+// Where the pieces of an expression stand that are cut out of it: each ends where the next begins.
 struct CutContexts {
-  int start = -1; // where the pieces stood
-  ZEPListValZEPUnicodeString pieces;
-  ZEPUnicodeString remainder;
+  int start = -1;
+  std::vector<int> ends;
 };
 
 // Every piece is taken from where the first one began: what stands between two contexts is the head
@@ -98,84 +100,128 @@ CutContexts cutContexts(const ZEPUnicodeString& expression) {
   if (cut.start < 0) {
     return cut;
   }
+  const ZEPUnicodeString closingTag = "</Context>";
   int pieceStart = cut.start;
   const auto findClosing = [&] {
-    return expression.SearchSubString("</Context>", pieceStart + openingLength + closingLength, forward);
+    return expression.SearchSubString(closingTag, pieceStart + openingLength + closingLength, forward);
   };
   for (int closing = findClosing(); closing >= 0; closing = findClosing()) {
     const int pieceEnd = closing + closingLength;
-    const ZEPUnicodeString piece = expression.SubString(pieceStart, pieceEnd - pieceStart);
-    trace.Dump("stCtx", piece);
-    cut.pieces.Append(piece);
+    trace.DumpMade("stCtx", [&] { return expression.SubString(pieceStart, pieceEnd - pieceStart); });
+    cut.ends.push_back(pieceEnd);
     pieceStart = pieceEnd;
   }
-  cut.remainder = expression.SubString(0, cut.start) + expression.SubString(pieceStart, INT_MAX);
   return cut;
 }
 
-// What was read last; it outlives the context that it was read in.
-struct LastRead {
-  int number = 0;
-  ZEPUnicodeString holderName;
+// The expression with this piece alone.
+ZEPUnicodeString withOnePiece(const ZEPUnicodeString& expression, const CutContexts& cut,
+                              const TextPart& piece) {
+  if (cut.ends.size() == 1) {
+    return expression;
+  }
+  const int pieceLength = piece.End() - piece.Start();
+  const int rest = cut.ends.back();
+  const int restLength = expression.GetLengthInChar() - rest;
+  ZEPUnicodeString whole;
+  zep::reserve(whole, cut.start + pieceLength + restLength);
+  zep::appendPart(whole, expression, 0, cut.start);
+  zep::appendPart(whole, expression, piece.Start(), pieceLength);
+  zep::appendPart(whole, expression, rest, restLength);
+  return whole;
+}
+
+// Reads one piece after the other. What was read last outlives the piece that it was read in.
+class PieceReader {
+public:
+  explicit PieceReader(const TextPart& piece)
+      : m_contextNames(piece, "HolderName"),
+        m_entries(piece, "InheritedEff"),
+        m_filterableIds(piece, "FilterableId"),
+        m_holderNames(piece, "HolderName"),
+        m_changes(piece, "OperationHandlerId"),
+        m_handlerIds(piece, "OperationHandlerId") {}
+
+  const ZEPUnicodeString& ContextName() {
+    m_contextNames.GoTo(0);
+    return m_contextNames.Value();
+  }
+
+  void CollectInheritedEffectivities(ZEPCfgContextExpression& context) {
+    m_walk.Begin();
+    for (int entry = m_entries.From(0); m_walk.Enters(entry);
+         entry = m_entries.From(m_holderNames.ClosingQuote())) {
+      const int attributes = entry + inheritedEffLength + 2; // one directly behind a blank is missed
+      ReadNumber(m_filterableIds, attributes);
+      context.m_inheritedEffIds.Append(m_number);
+      m_holderNames.GoTo(attributes);
+      m_holderName = m_holderNames.Value();
+      trace.Dump("stName", m_holderName);
+      context.m_holderNames.Append(m_holderName);
+    }
+  }
+
+  // A change is listed under the holder name that was read last, whichever context that was in.
+  void CollectOperationHandlers(ZEPCfgContextExpression& context) {
+    m_walk.Begin();
+    for (int change = m_changes.From(0); m_walk.Enters(change);
+         change = m_changes.From(m_handlerIds.ClosingQuote())) {
+      ReadNumber(m_handlerIds, change);
+      context.m_operationHandlerIds.Append(m_number);
+      context.m_holderNames.Append(m_holderName);
+    }
+  }
+
+private:
+  // A value that is no number leaves the last one.
+  void ReadNumber(AttributeValues& values, int start) {
+    const bool isNew = values.GoTo(start);
+    trace.Dump("stIdx", values.Value());
+    if (isNew) {
+      values.Value().ConvertToNum(&m_number, "%d");
+    }
+  }
+
+  AttributeValues m_contextNames;
+  ForwardSearch m_entries;
+  AttributeValues m_filterableIds;
+  AttributeValues m_holderNames;
+  ForwardSearch m_changes;
+  AttributeValues m_handlerIds;
+  Walk m_walk;
+  int m_number = 0;
+  ZEPUnicodeString m_holderName;
 };
 
-// A value that is no number leaves the last one.
-void readNumber(AttributeValues& values, int start, int& number) {
-  const bool isNew = values.GoTo(start);
-  trace.Dump("stIdx", values.Value());
-  if (isNew) {
-    values.Value().ConvertToNum(&number, "%d");
-  }
-}
-
-void collectInheritedEffectivities(const ZEPUnicodeString& piece, LastRead& last,
-                                   ZEPCfgContextExpression& context) {
-  ForwardSearch entries(piece, "InheritedEff");
-  AttributeValues filterableIds(piece, "FilterableId");
-  AttributeValues holderNames(piece, "HolderName");
-  Walk walk;
-  for (int entry = entries.From(0); walk.Enters(entry); entry = entries.From(holderNames.ClosingQuote())) {
-    const int attributes = entry + inheritedEffLength + 2; // one directly behind a blank is missed
-    readNumber(filterableIds, attributes, last.number);
-    context.m_inheritedEffIds.Append(last.number);
-    holderNames.GoTo(attributes);
-    last.holderName = holderNames.Value();
-    trace.Dump("stName", last.holderName);
-    context.m_holderNames.Append(last.holderName);
-  }
-}
-
-// A change is listed under the holder name that was read last, whichever context that was in.
-void collectOperationHandlers(const ZEPUnicodeString& piece, LastRead& last,
-                              ZEPCfgContextExpression& context) {
-  ForwardSearch changes(piece, "OperationHandlerId");
-  AttributeValues handlerIds(piece, "OperationHandlerId");
-  Walk walk;
-  for (int change = changes.From(0); walk.Enters(change); change = changes.From(handlerIds.ClosingQuote())) {
-    readNumber(handlerIds, change, last.number);
-    context.m_operationHandlerIds.Append(last.number);
-    context.m_holderNames.Append(last.holderName);
-  }
+// Appends the context without a copy of all that it holds.
+void appendContext(ZEPCfgContextExpression& context, ZEPListValZEPCfgContextExpression& contexts) {
+  contexts.Append(ZEPCfgContextExpression());
+  ZEPCfgContextExpression& appended = contexts[contexts.Size()];
+  appended.m_contextName = std::move(context.m_contextName);
+  appended.m_contextExpression = std::move(context.m_contextExpression);
+  appended.m_inheritedEffIds = std::move(context.m_inheritedEffIds);
+  appended.m_holderNames = std::move(context.m_holderNames);
+  appended.m_operationHandlerIds = std::move(context.m_operationHandlerIds);
 }
 
 void splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextExpression& contexts) {
   const CutContexts cut = cutContexts(expression);
-  LastRead last;
-  for (int i = 1; i <= cut.pieces.Size(); ++i) {
-    const ZEPUnicodeString& piece = cut.pieces[i];
+  TextPart piece(expression);
+  PieceReader reader(piece);
+  int pieceStart = cut.start;
+  for (const int pieceEnd : cut.ends) {
+    piece.MoveTo(pieceStart, pieceEnd);
+    pieceStart = pieceEnd;
     ZEPCfgContextExpression context;
-    AttributeValues holderNames(piece, "HolderName");
-    holderNames.GoTo(0);
-    context.m_contextName = holderNames.Value();
+    context.m_contextName = reader.ContextName();
     trace.Dump("CtxExpr.m_contextName", context.m_contextName);
-    context.m_contextExpression = cut.remainder;
-    context.m_contextExpression.Insert(cut.start, piece);
+    context.m_contextExpression = withOnePiece(expression, cut, piece);
     trace.Dump("CtxExpr.m_contextExpression", context.m_contextExpression);
     trace.Label("Inherited eff");
-    collectInheritedEffectivities(piece, last, context);
+    reader.CollectInheritedEffectivities(context);
     trace.Label("Change");
-    collectOperationHandlers(piece, last, context);
-    contexts.Append(context);
+    reader.CollectOperationHandlers(context);
+    appendContext(context, contexts);
   }
 }
 
@@ -207,7 +253,8 @@ const ZEPUnicodeString* findQuote(const ZEPUnicodeString& text) {
   return nullptr;
 }
 
-long removeDescriptionElement(ZEPUnicodeString& text) {
+// What is left of the text is written only when the attributes are gone too.
+long removeDescriptionElement(const ZEPUnicodeString& text, TextWithoutSpan& left) {
   const DescriptionTexts& texts = descriptionTexts();
   const int pos = text.SearchSubString(texts.description, 0, forward);
   trace.Value("pos", pos);
@@ -223,34 +270,25 @@ long removeDescriptionElement(ZEPUnicodeString& text) {
   }
   const int lg = end - pos + texts.closingDescription.GetLengthInChar();
   trace.Value("lg", lg + 2);
-  text.Remove(pos - 1, lg + 2); // from the "<" in front to the ">" behind
-  trace.Dump("out_XMLExpression", text);
+  left.TakeOut(pos - 1, lg + 2); // from the "<" in front to the ">" behind
+  trace.DumpMade("out_XMLExpression", [&] { return left.Whole(); });
   return S_OK;
 }
 
-long removeDescIds(ZEPUnicodeString& text, const ZEPUnicodeString& quote) {
-  const ZEPUnicodeString& descId = descriptionTexts().descId;
+long removeDescIds(CutText& cut, const ZEPUnicodeString& quote) {
   trace.Label("Remove the DescId attribute");
-  CutText cut(text);
-  ForwardSearch attributes(text, descId);
-  const auto findNext = [&] {
-    const int joined = cut.FindJoined(descId);
-    return joined >= 0 ? joined : cut.ToPosition(attributes.From(cut.Rest()));
-  };
   const auto findQuoteFrom = [&](int position) {
-    const int found = cut.ToPosition(text.SearchSubString(quote, cut.ToText(position), forward));
+    const int found = cut.FindQuote(quote, position);
     trace.Value("end", found);
     return found;
   };
-  int pos = findNext();
+  const int nameLength = descriptionTexts().descId.GetLengthInChar();
+  int pos = cut.FindMatch();
   trace.Value("pos", pos);
-  if (pos < 0) {
-    return S_OK;
-  }
-  for (; pos >= 0; pos = findNext()) {
+  for (; pos >= 0; pos = cut.FindMatch()) {
     trace.Value("pos", pos);
     trace.Label("look for the end of the value");
-    const int open = findQuoteFrom(pos + descId.GetLengthInChar());
+    const int open = findQuoteFrom(pos + nameLength);
     const int close = open < 1 ? -1 : findQuoteFrom(open + 1);
     if (close < 1) {
       trace.Error("ERROR: end of DescId not found");
@@ -259,26 +297,34 @@ long removeDescIds(ZEPUnicodeString& text, const ZEPUnicodeString& quote) {
     const int lg = close - pos + 1;
     trace.Value("lg", lg);
     cut.Cut(pos, lg);
-    trace.DumpJoined("out_XMLExpression", cut.Kept(), text, cut.Rest());
+    trace.DumpMade("out_XMLExpression", [&] { return cut.Whole(); });
   }
-  text = cut.Whole();
   return S_OK;
 }
 
-long clean(ZEPUnicodeString& text) {
-  if (text.GetLengthInChar() == 0) {
+long clean(ZEPUnicodeString& cleaned) {
+  if (cleaned.GetLengthInChar() == 0) {
     trace.Label("empty expression");
     return S_OK;
   }
-  trace.Dump("out_XMLExpression", text);
+  trace.Dump("out_XMLExpression", cleaned);
   trace.Label("Remove the Description tag");
-  const ZEPUnicodeString* const quote = findQuote(text);
+  const ZEPUnicodeString* const quote = findQuote(cleaned);
   if (quote == nullptr) {
     return E_FAIL;
   }
   trace.Dump("quote", *quote);
-  const long result = removeDescriptionElement(text);
-  return ZEPFailed(result) ? result : removeDescIds(text, *quote);
+  TextWithoutSpan left(cleaned);
+  long result = removeDescriptionElement(cleaned, left);
+  if (ZEPFailed(result)) {
+    return result;
+  }
+  CutText cut(left, descriptionTexts().descId);
+  result = removeDescIds(cut, *quote);
+  if (ZEPSucceeded(result)) {
+    cleaned = cut.TakeWhole();
+  }
+  return result;
 }
 
 long removeDescription(const ZEPUnicodeString& expression, ZEPUnicodeString& cleaned) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 // What the lists of values share: 1-based positions, elements held by value.
@@ -10,8 +9,10 @@ class ZEPListVal {
 public:
   // Appends a copy; the argument may be an element of this list.
   void Append(const Element& element) {
-    Element copy(element); // before the list moves its elements
-    m_elements.push_back(std::move(copy));
+    if (m_elements.capacity() == 0) {
+      m_elements.reserve(kFirstCapacity);
+    }
+    m_elements.push_back(element);
   }
   int Size() const { return static_cast<int>(m_elements.size()); }
   // REQUIRES: 1 <= position <= Size(). References stay valid until the list is next changed.
@@ -20,5 +21,7 @@ public:
   void RemoveAll() { m_elements.clear(); }
 
 private:
+  static constexpr std::size_t kFirstCapacity = 4; // most lists that are not empty hold a few
+
   std::vector<Element> m_elements;
 };

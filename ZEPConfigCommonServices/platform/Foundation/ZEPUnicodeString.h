@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <string>
 
 // A text in UTF-16. A character is one UTF-16 code unit, positions are 0-based, lengths count
 // characters. Any code unit may stand anywhere (NUL and lone surrogates included).
@@ -42,9 +41,9 @@ public:
   const char* CastToCharPtr() const;
 
   // The code units, followed by a zero unit; valid until the string is next changed.
-  const char16_t* CastToUnitPtr() const;
-  int GetLengthInChar() const;
-  bool IsEmpty() const;
+  const char16_t* CastToUnitPtr() const { return m_units; }
+  int GetLengthInChar() const { return m_length; }
+  bool IsEmpty() const { return m_length == 0; }
 
   // Position of the first occurrence of `pattern` at or behind `start`, or -1. `mode` is 1:
   // forward, case-sensitive (the only mode). A negative start searches from 0, a start beyond
@@ -56,6 +55,11 @@ public:
   ZEPUnicodeString& Insert(int position, const ZEPUnicodeString& text);
   ZEPUnicodeString& Remove(int start, int length);
   ZEPUnicodeString& Append(const ZEPUnicodeString& text);
+  // Append(text.SubString(start, length)) without a text in between. A platform need not have it.
+  ZEPUnicodeString& AppendPart(const ZEPUnicodeString& text, int start, int length);
+  // Makes room for so many characters at once, and gives back what is far beyond that; the text stays
+  // as it is. A platform need not have it.
+  void Reserve(int length);
   // Strips `character` from the start (mode 0), the end (mode 1) or both ends (mode 2).
   ZEPUnicodeString& Strip(int mode, char character);
   // Full lower-casing without a locale (what it does to a text never depends on the machine).
@@ -74,10 +78,29 @@ public:
   int ConvertToNum(int* number, const char* format) const;
 
 private:
+  static constexpr std::size_t kUnitsInPlace = 19; // makes the whole as long as a cache line
+
+  bool IsInPlace() const { return m_units == m_inPlace; }
+  std::size_t UnitCount() const { return static_cast<std::size_t>(m_length); }
+  void EndAt(std::size_t length) {
+    m_units[length] = u'\0';
+    m_length = static_cast<int>(length);
+  }
+  void ShareUnitsOf(const ZEPUnicodeString& other);
+  void TakeUnitsOf(ZEPUnicodeString& other);
+  void MakeRoom(std::size_t unitCount); // that nobody shares
+  void MakeRoomElsewhere(std::size_t unitCount);
+  void GiveBackRoomBeyond(std::size_t unitCount); // REQUIRES: room of its own, not in place
+  void MoveTo(char16_t* units);
+  void AddUnits(const char16_t* units, std::size_t unitCount);
+  void Empty();
+  char* TakeNarrowText();
   void DropNarrowText();
 
-  std::u16string m_text;
+  char16_t* m_units; // m_inPlace, or memory that equal texts share until one of them is changed
+  int m_length;
   mutable std::atomic<char*> m_narrowText; // made on demand, owned; null until then
+  char16_t m_inPlace[kUnitsInPlace + 1];
 };
 
 ZEP_PLATFORM_API ZEPUnicodeString operator+(const ZEPUnicodeString& left, const ZEPUnicodeString& right);

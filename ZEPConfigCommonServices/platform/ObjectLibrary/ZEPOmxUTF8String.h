@@ -24,5 +24,10 @@ public:
   std::size_t length() const; // in bytes
 
 private:
+  friend class ZEPOmxJson;
+  static constexpr std::size_t kRoomBehind = 64; // that a parser may read, whatever stands there
+
+  void MakeRoomBehind();
+
   std::string m_bytes;
 };
