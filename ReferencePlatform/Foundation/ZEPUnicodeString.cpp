@@ -2,10 +2,9 @@
 
 #include "ZEPHResult.h"
 #include "ZEPTextSearch.h"
+#include "ZEPTextService.h"
 #include "ZEPTranscoding.h"
 #include "ZEPUnitBuffer.h"
-
-#include <unicode/ustring.h>
 
 #include <algorithm>
 #include <climits>
@@ -52,25 +51,6 @@ bool AreEqual(std::u16string_view left, std::u16string_view right) {
 
 bool IsWhiteSpace(char16_t unit) {
   return unit == u' ' || (unit >= u'\t' && unit <= u'\r');
-}
-
-std::u16string Lowered(std::u16string_view text) {
-  // Few characters grow when lowered, so the first attempt nearly always fits.
-  std::u16string lowered(text.size(), u'\0');
-  for (;;) {
-    UErrorCode status = U_ZERO_ERROR;
-    const std::int32_t needed =
-        u_strToLower(lowered.data(), static_cast<std::int32_t>(lowered.size()), text.data(),
-                     static_cast<std::int32_t>(text.size()), "", &status);
-    if (status != U_BUFFER_OVERFLOW_ERROR) {
-      if (U_FAILURE(status)) {
-        throw std::length_error(u_errorName(status));
-      }
-      lowered.resize(static_cast<std::size_t>(needed));
-      return lowered;
-    }
-    lowered.resize(static_cast<std::size_t>(needed));
-  }
 }
 
 std::size_t NarrowLength(const char* narrowText) {
@@ -305,7 +285,7 @@ ZEPUnicodeString& ZEPUnicodeString::Strip(int mode, char character) {
 }
 
 ZEPUnicodeString& ZEPUnicodeString::ToLower() {
-  const std::u16string lowered = Lowered(ViewOf(*this));
+  const std::u16string lowered = zep::Lowered(ViewOf(*this));
   return *this = ZEPUnicodeString(lowered.data(), lowered.size());
 }
 

@@ -7,10 +7,13 @@
 
 // Buffers that belong to the caller come back through the C library's free(). Every call of free()
 // is seen here, either because this object's free() stands before the C library's, or through the
-// sanitizer's hooks, so that it is known which buffers were given back, and that none was twice.
+// sanitizer's hooks, or, on Windows, because the library's import of free() is turned to this object's,
+// so that it is known which buffers were given back, and that none was twice.
 // Under valgrind no call is seen here; it reports both by itself.
 
-#if defined(SCRIPTED_UNDER_ASAN)
+#if defined(_WIN32)
+#include "ScriptedImports_win32.h"
+#elif defined(SCRIPTED_UNDER_ASAN)
 // Declared here because not every compiler comes with the header.
 extern "C" int __sanitizer_install_malloc_and_free_hooks( // NOLINT(bugprone-reserved-identifier)
     void (*onMalloc)(const volatile void*, std::size_t), void (*onFree)(const volatile void*));
@@ -55,7 +58,17 @@ bool noteFree(const volatile void* address) {
   return true;
 }
 
-#if defined(SCRIPTED_UNDER_ASAN)
+#if defined(_WIN32)
+void watchedFree(void* address) {
+  if (!noteFree(address)) {
+    std::free(address);
+  }
+}
+
+void watchFree() {
+  redirectLibraryImport("free", reinterpret_cast<void*>(watchedFree));
+}
+#elif defined(SCRIPTED_UNDER_ASAN)
 void watchFree() {
   static const int installed = __sanitizer_install_malloc_and_free_hooks(
       [](const volatile void*, std::size_t) {}, [](const volatile void* address) { noteFree(address); });
@@ -67,7 +80,7 @@ void watchFree() {}
 
 } // namespace
 
-#if !defined(SCRIPTED_UNDER_ASAN)
+#if !defined(SCRIPTED_UNDER_ASAN) && !defined(_WIN32)
 extern "C" void __libc_free(void* address); // NOLINT(bugprone-reserved-identifier)
 
 // A buffer that was handed out stays allocated until the test is over, so that its address is not
@@ -123,7 +136,9 @@ void forgetBuffers() {
   const std::size_t count = bufferCount.exchange(0);
   for (std::size_t i = 0; i < count; ++i) {
     void* const address = buffers[i].address.exchange(nullptr);
-#if defined(SCRIPTED_UNDER_ASAN)
+#if defined(_WIN32)
+    std::free(address);
+#elif defined(SCRIPTED_UNDER_ASAN)
     if (buffers[i].timesFreed.load() == 0) {
       std::free(address);
     }

@@ -1,14 +1,10 @@
 #include "ZEPTranscoding.h"
 
 #include "ZEPASCIIRun.h"
-
-#include <unicode/ustring.h>
-#include <unicode/utf16.h>
+#include "ZEPTextService.h"
 
 #include <algorithm>
 #include <climits>
-#include <cstdint>
-#include <cstring>
 #include <stdexcept>
 #include <type_traits>
 
@@ -17,21 +13,16 @@ namespace {
 
 constexpr char16_t kReplacement = u'\uFFFD';
 
-// ICU counts in 32 bits, and a unit gives up to three bytes: long texts are written step by step.
+// Converters count in 32 bits, and a unit gives up to three bytes: long texts are written step by step.
 constexpr std::size_t kUnitsPerStep = std::size_t{1} << 16;
 
 bool IsPair(const char16_t* units, std::size_t position, std::size_t unitCount) {
-  return position + 1 < unitCount && U16_IS_LEAD(units[position]) && U16_IS_TRAIL(units[position + 1]);
+  constexpr auto kind = [](char16_t unit) { return unit & 0xFC00; };
+  return position + 1 < unitCount && kind(units[position]) == 0xD800 && kind(units[position + 1]) == 0xDC00;
 }
 
 std::size_t ExtraBytes(char16_t unit) {
   return (unit >= 0x80 ? 1U : 0U) + (unit >= 0x800 ? 1U : 0U);
-}
-
-void CheckConverted(UErrorCode status) {
-  if (U_FAILURE(status)) {
-    throw std::runtime_error(u_errorName(status));
-  }
 }
 
 // An ASCII unit belongs to no longer sequence, so a text can be cut in front of it and behind it.
@@ -56,25 +47,6 @@ std::size_t EndOfMixedPart(const Unit* text, std::size_t count) {
   return count;
 }
 
-std::size_t WriteMixedUTF16(const char* bytes, std::size_t byteCount, char16_t* units) {
-  std::int32_t unitCount = 0;
-  UErrorCode status = U_ZERO_ERROR;
-  u_strFromUTF8WithSub(units, static_cast<std::int32_t>(byteCount), &unitCount, bytes,
-                       static_cast<std::int32_t>(byteCount), kReplacement, nullptr, &status);
-  CheckConverted(status);
-  return static_cast<std::size_t>(unitCount);
-}
-
-// REQUIRES: there is room for what the units give.
-std::size_t WriteStep(const char16_t* units, std::size_t unitCount, char* bytes) {
-  std::int32_t written = 0;
-  UErrorCode status = U_ZERO_ERROR;
-  u_strToUTF8WithSub(bytes, static_cast<std::int32_t>(3 * unitCount), &written, units,
-                     static_cast<std::int32_t>(unitCount), kReplacement, nullptr, &status);
-  CheckConverted(status);
-  return static_cast<std::size_t>(written);
-}
-
 std::size_t WriteMixedUTF8(const char16_t* units, std::size_t unitCount, char* bytes) {
   std::size_t read = 0;
   std::size_t written = 0;
@@ -83,7 +55,7 @@ std::size_t WriteMixedUTF8(const char16_t* units, std::size_t unitCount, char* b
     if (IsPair(units, read + step - 1, unitCount)) {
       ++step;
     }
-    written += WriteStep(units + read, step, bytes + written);
+    written += WriteMixedUTF8Step(units + read, step, bytes + written);
     read += step;
   }
   return written;
