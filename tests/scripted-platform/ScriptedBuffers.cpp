@@ -7,7 +7,7 @@
 
 // Buffers that belong to the caller come back through the C library's free(). Every call of free()
 // is seen here, either because this object's free() stands before the C library's, or through the
-// sanitizer's hooks, or, on Windows, because the library's import of free() is turned to this object's,
+// sanitizer's hooks, or, on Windows, because the imports of free() are turned to this object's,
 // so that it is known which buffers were given back, and that none was twice.
 // Under valgrind no call is seen here; it reports both by itself.
 
@@ -66,7 +66,7 @@ void watchedFree(void* address) {
 }
 
 void watchFree() {
-  redirectLibraryImport("free", reinterpret_cast<void*>(watchedFree));
+  redirectImports("free", reinterpret_cast<void*>(watchedFree));
 }
 #elif defined(SCRIPTED_UNDER_ASAN)
 void watchFree() {

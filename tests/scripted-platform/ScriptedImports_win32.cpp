@@ -34,19 +34,22 @@ void redirect(void* module, const IMAGE_IMPORT_DESCRIPTOR& imports, const char* 
   }
 }
 
-} // namespace
-
-void redirectLibraryImport(const char* name, void* function) {
-  void* const module = GetModuleHandleA("libZEPCfgCommonServices.dll");
-  if (module == nullptr) {
-    return;
-  }
+void redirectIn(void* module, const char* name, void* function) {
   const auto* const headers =
       at<IMAGE_NT_HEADERS>(module, static_cast<std::size_t>(at<IMAGE_DOS_HEADER>(module, 0)->e_lfanew));
   const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
   for (const auto* imports = at<IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress);
        imports->OriginalFirstThunk != 0; ++imports) {
     redirect(module, *imports, name, function);
+  }
+}
+
+} // namespace
+
+void redirectImports(const char* name, void* function) {
+  redirectIn(GetModuleHandleA(nullptr), name, function);
+  if (void* const library = GetModuleHandleA("libZEPCfgCommonServices.dll")) {
+    redirectIn(library, name, function);
   }
 }
 

@@ -2,8 +2,8 @@
 
 namespace scripted {
 
-// Lets the library call `function` where it calls that function of another module. Does nothing while the
-// library is not loaded.
-void redirectLibraryImport(const char* name, void* function);
+// Lets the program, and the library where it is loaded, call `function` where they call that function of
+// another module.
+void redirectImports(const char* name, void* function);
 
 } // namespace scripted
