@@ -8,7 +8,7 @@ namespace {
 // Small, so that an input that reaches a bound does so in a moment.
 const fuzz::ScratchFolder& Folder() {
   static const fuzz::ScratchFolder folder;
-  static const bool isSet = (fuzz::SetEnvironment({{"ZEP_XSLT_TIMEOUT_MS", "1000"},
+  static const bool isSet = (fuzz::SetEnvironment({{"ZEP_XSLT_TIMEOUT_MS", "200"},
                                                    {"ZEP_XSLT_MAX_OUTPUT_BYTES", "262144"},
                                                    {"ZEP_XSLT_MAX_NODES", "50000"},
                                                    {"ZEP_XSLT_MAX_EXPRESSION_BYTES", "65536"},
