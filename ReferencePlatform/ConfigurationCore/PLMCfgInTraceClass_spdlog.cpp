@@ -34,6 +34,7 @@ constexpr std::size_t kDeepestCall = 256;
 struct TraceSession {
   zep::TraceSwitch wanted;
   bool showsSecrets = false;
+  zep::TraceForm form = zep::TraceForm::Columns;
   std::shared_ptr<zep::TraceSink> sink; // null where nothing is wanted or can be written
   std::unique_ptr<spdlog::logger> logger;
 
@@ -131,7 +132,9 @@ std::unique_ptr<TraceSession> MakeSession() {
   made->wanted = zep::ParseTraceSwitch(TextOf(std::getenv("ZEP_TRACE")));
   made->showsSecrets = std::string_view(TextOf(std::getenv("ZEP_TRACE_SECRETS"))) == "1";
   if (made->wanted.on) {
-    made->sink = zep::OpenTraceSink(TextOf(std::getenv("ZEP_TRACE_FILE")));
+    const char* const path = TextOf(std::getenv("ZEP_TRACE_FILE"));
+    made->form = zep::TraceFormFor(TextOf(std::getenv("ZEP_TRACE_FORMAT")), path);
+    made->sink = zep::OpenTraceSink(path, made->form);
   }
   if (made->sink) {
     made->logger = std::make_unique<spdlog::logger>("zep", made->sink);
@@ -237,8 +240,10 @@ void Emit(ThreadState& state, const ZEPTraceRecord& record, std::string_view tex
   Observe(state, record);
   const TraceSession* current = Session();
   if (current != nullptr && current->Writes() && IsWritten(*current, record, text)) {
-    current->logger->log(spdlog::level::info,
-                         zep::TraceColumns(record, text, NumberOf(state), NestingOf(state, record.level)));
+    const zep::TraceOrigin origin{::getpid(), NumberOf(state), NestingOf(state, record.level)};
+    current->logger->log(spdlog::level::info, current->form == zep::TraceForm::JSON
+                                                  ? zep::TraceMembers(record, text, origin)
+                                                  : zep::TraceColumns(record, text, origin));
   }
 }
 

@@ -42,8 +42,8 @@ std::size_t WriteMixedUTF16(const char* bytes, std::size_t byteCount, char16_t* 
 
 std::size_t WriteMixedUTF8Step(const char16_t* units, std::size_t unitCount, char* bytes) {
   const auto count = static_cast<int>(unitCount);
-  return CheckConverted(WideCharToMultiByte(CP_UTF8, 0, reinterpret_cast<const wchar_t*>(units), count,
-                                            bytes, 3 * count, nullptr, nullptr));
+  return CheckConverted(WideCharToMultiByte(CP_UTF8, 0, reinterpret_cast<const wchar_t*>(units), count, bytes,
+                                            3 * count, nullptr, nullptr));
 }
 
 } // namespace zep

@@ -7,11 +7,31 @@
 // operator delete: a program linked with AllocationWatch.cpp replaces both. For one thread.
 namespace allocations {
 
+// False on Windows, where each library has operators of its own: none but the program's would be seen.
+#if defined(_WIN32)
+constexpr bool areSeen = false;
+#else
+constexpr bool areSeen = true;
+#endif
+
 // Blocks taken and not given back.
 long alive();
 
 // Lets the nth allocation from now on fail, counted from 1; 0: none.
 void failAt(long nth);
+
+// What is allocated while it lives, but for the scripted platform's own; can let these allocations
+// fail from the nth on, or the nth alone.
+class Watch {
+public:
+  explicit Watch(long firstFailure = 0, bool failsOnward = false);
+  ~Watch();
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+
+  static long Count(); // tried under the last watch
+  static long Alive(); // of all watches so far, whenever given back
+};
 
 // The blocks that are given back while it lives, in order. Of use for addresses a test knows.
 class FreedBlocks {
@@ -29,3 +49,8 @@ private:
 };
 
 } // namespace allocations
+
+#define ZEP_SKIP_UNLESS_ALLOCATIONS_ARE_SEEN()                                                               \
+  if (!allocations::areSeen) {                                                                               \
+    GTEST_SKIP() << "the allocations of the libraries are not seen";                                         \
+  }

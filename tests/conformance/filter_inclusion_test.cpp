@@ -212,6 +212,7 @@ TEST_F(FilterInclusionTest, calls_doNotDependOnThoseBefore) {
 }
 
 TEST_F(FilterInclusionTest, lists_areReleased_onEveryWayOut) {
+  ZEP_SKIP_UNLESS_ALLOCATIONS_ARE_SEEN()
   struct Row {
     int line;
     Preparation prepare;

@@ -1,6 +1,5 @@
+#include "ProcessView.h"
 #include "TextOperations.h"
-
-#include <malloc.h>
 
 #include <functional>
 
@@ -15,11 +14,6 @@ constexpr int many = 100000;
 
 ZEPUnicodeString unitsOf(const std::u16string& units) {
   return {units.data(), units.size()};
-}
-
-std::size_t memoryInUse() {
-  const auto info = mallinfo2();
-  return info.uordblks + info.hblkhd;
 }
 
 class TextHostileTest : public XMLExpressionTest {

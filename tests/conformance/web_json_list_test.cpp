@@ -388,6 +388,7 @@ TEST_F(WebJsonListTest, trace_isAskedAnewForEveryRecord) {
 // ---- memory ----
 
 TEST_F(WebJsonListTest, nothingIsLeftBehind_onEveryWayOut) {
+  ZEP_SKIP_UNLESS_ALLOCATIONS_ARE_SEEN()
   struct Row {
     int line;
     Preparation prepare;

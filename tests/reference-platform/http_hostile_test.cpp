@@ -1,0 +1,159 @@
+// Web-service calls to servers that answer in every wrong way.
+#include "HostileAnswers.h"
+#include "HostileServer.h"
+#include "HttpCalls.h"
+#include "ZEPCfgWebServices.h"
+#include "ZEPError.h"
+#include "ZEPHResult.h"
+
+#include <gmock/gmock-matchers.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <chrono>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kLimitBytes = 1 << 20;
+constexpr milliseconds kStallTimeout(400);
+constexpr milliseconds kTotalTimeout(1500);
+// Two requests at the most, and a slow machine.
+constexpr milliseconds kLongestCall = 2 * kTotalTimeout + milliseconds(8000);
+
+long ResultOf(const std::string& name) {
+  static const std::map<std::string, long> results = {
+      {"S_OK", S_OK},
+      {"E_FAIL", E_FAIL},
+      {"0x80090136", ZEP_E_HTTP_STATUS},
+      {"0x80090137", ZEP_E_HTTP_NOT_FOUND},
+  };
+  return results.at(name);
+}
+
+// The way that the call takes to the answer. Fallback: through the current stack, which gets a 503.
+enum class Way { Current, Legacy, Fallback };
+
+std::string NameOf(Way way) {
+  return way == Way::Current ? "current stack" : way == Way::Legacy ? "legacy stack" : "fallback";
+}
+
+struct Called {
+  long result = 0;
+  std::string body;
+  std::string message;
+};
+
+Called Call(Way way, int port, const char* verb) {
+  const ZEPUnicodeString url = Text(std::to_string(port) + "/service");
+  const ZEPUnicodeString json = "{\"question\":1}";
+  ZEPUnicodeString answer = "what was there before";
+  ZEPError::ZEPCleanLastError();
+  const long result = way == Way::Legacy ? ZEPCfgWebServices::OldCallWebService(verb, url, json, answer)
+                                         : ZEPCfgWebServices::NewCallWebService(verb, url, json, answer);
+  return {result, Bytes(answer), LastError(result)};
+}
+
+std::string Shortened(const std::string& text) {
+  return text.size() <= 200 ? text : text.substr(0, 200) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
+bool ContainsIgnoringCase(const std::string& text, const std::string& part) {
+  return std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
+           return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+         }) != text.end();
+}
+
+void ExpectOutcome(const HostileAnswer& answer, const Called& called) {
+  const long expected = ResultOf(answer.result);
+  EXPECT_EQ(called.result, expected) << Shortened(called.message);
+  EXPECT_TRUE(called.body == answer.body) << "body: " << Shortened(called.body);
+  if (expected == E_FAIL) {
+    EXPECT_FALSE(called.message.empty());
+    EXPECT_TRUE(ContainsIgnoringCase(called.message, answer.says)) << Shortened(called.message);
+  }
+}
+
+void Try(const HostileAnswer& answer, Way way) {
+  SCOPED_TRACE(answer.name + " (" + NameOf(way) + ")");
+  HostileServer server(answer, way == Way::Fallback ? 1 : 0);
+  const Clock::time_point start = Clock::now();
+  // What may not be repeated goes the one way, what may be the others.
+  ExpectOutcome(answer, Call(way, server.Port(), way == Way::Fallback ? "POST" : "GET"));
+  EXPECT_LT(Clock::now() - start, kLongestCall);
+  server.Behave();
+  if (answer.HasPauses()) {
+    std::this_thread::sleep_for(milliseconds(50)); // until what comes late has come
+  }
+  for (const char* const verb : {"PUT", "GET"}) {
+    const Called next = Call(way, server.Port(), verb);
+    EXPECT_EQ(next.result, S_OK) << "the next call: " << Shortened(next.message);
+    EXPECT_EQ(next.body, "fine") << "the next call";
+  }
+}
+
+class HttpHostile : public testing::Test {
+protected:
+  HttpHostile() {
+    setenv("ZEP_URL", "http://127.0.0.1:", 1); // the port stands in front of the path
+    setenv("ZEP_CONTEXT", "Design lead.Kestrel.Shared workshop", 1);
+    setenv("ZEP_HTTP_CONNECT_TIMEOUT_MS", "5000", 1);
+    setenv("ZEP_HTTP_STALL_TIMEOUT_MS", std::to_string(kStallTimeout.count()).c_str(), 1);
+    setenv("ZEP_HTTP_TOTAL_TIMEOUT_MS", std::to_string(kTotalTimeout.count()).c_str(), 1);
+    setenv("ZEP_HTTP_MAX_BODY_BYTES", std::to_string(kLimitBytes).c_str(), 1);
+  }
+
+  const std::vector<HostileAnswer> answers = ReadHostileAnswers(ZEP_HOSTILE_ANSWERS);
+};
+
+class HttpHostileWay : public HttpHostile, public testing::WithParamInterface<Way> {};
+
+INSTANTIATE_TEST_SUITE_P(Ways, HttpHostileWay, testing::Values(Way::Current, Way::Legacy, Way::Fallback),
+                         [](const auto& row) {
+                           return row.param == Way::Current  ? "Current"
+                                  : row.param == Way::Legacy ? "Legacy"
+                                                             : "Fallback";
+                         });
+
+// One after the other, so that each finds the connection that the one before has left.
+TEST_P(HttpHostileWay, Answers_GiveTheirResultAndLeaveNothingBehind_AnsweredAtOnce) {
+  int count = 0;
+  for (const HostileAnswer& answer : answers) {
+    if (!answer.TakesLong()) {
+      Try(answer, GetParam());
+      ++count;
+    }
+  }
+  EXPECT_GT(count, 100);
+}
+
+TEST_P(HttpHostileWay, Answers_GiveTheirResultWithinTheTimeouts_HeldBack) {
+  std::atomic<std::size_t> next = 0;
+  std::atomic<int> count = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      for (std::size_t at = next++; at < answers.size(); at = next++) {
+        if (answers[at].TakesLong()) {
+          Try(answers[at], GetParam());
+          ++count;
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_GT(count, 30);
+}
+
+} // namespace
