@@ -140,7 +140,7 @@ TEST_P(HttpHostileWay, Answers_GiveTheirResultWithinTheTimeouts_HeldBack) {
   std::atomic<std::size_t> next = 0;
   std::atomic<int> count = 0;
   std::vector<std::thread> threads;
-  for (int i = 0; i < 8; ++i) {
+  for (int i = 0; i < 16; ++i) {
     threads.emplace_back([&] {
       for (std::size_t at = next++; at < answers.size(); at = next++) {
         if (answers[at].TakesLong()) {
