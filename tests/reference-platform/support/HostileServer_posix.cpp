@@ -59,8 +59,8 @@ void CloseWithReset(int socket) {
 
 } // namespace
 
-HostileServer::HostileServer(const HostileAnswer& answer, int busyCount)
-    : m_answer(answer),
+HostileServer::HostileServer(HostileAnswer answer, int busyCount)
+    : m_answer(std::move(answer)),
       m_busyCount(busyCount),
       m_listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_in address = {};
