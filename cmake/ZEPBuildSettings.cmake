@@ -1,5 +1,11 @@
 # What holds for every target of the project.
+
+# Where Debian keeps libraries, under every prefix: one build serves an installation and the packages.
+if(CMAKE_LIBRARY_ARCHITECTURE)
+  set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE STRING "Folder of libraries")
+endif()
 include(GNUInstallDirs)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME Tools)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -27,6 +33,11 @@ add_compile_options(
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 # A unique symbol would keep the library in memory after dlclose.
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+
+# zep_name_no_folders(TARGET): what is shipped names its source files from the project's root on.
+function(zep_name_no_folders target)
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=>)
+endfunction()
 
 option(ZEP_WERROR "Treat warnings as errors" OFF)
 if(ZEP_WERROR)
