@@ -5,15 +5,23 @@
 #include "ZEPCfgWebServices.h"
 #include "ZEPError.h"
 #include "ZEPHResult.h"
+#include "ZEPOmxAny.h"
+#include "ZEPOmxJson.h"
+#include "ZEPOmxUTF8String.h"
 
 #include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <chrono>
+#include <clocale>
 #include <cstdlib>
+#include <filesystem>
+#include <locale>
 #include <map>
 #include <string>
 #include <thread>
@@ -154,6 +162,43 @@ TEST_P(HttpHostileWay, Answers_GiveTheirResultWithinTheTimeouts_HeldBack) {
     thread.join();
   }
   EXPECT_GT(count, 30);
+}
+
+// A locale of the machine's own, made for the test. REQUIRES: the process has nothing else to do.
+bool UseLocale(const std::string& language) {
+  const std::filesystem::path folder =
+      std::filesystem::path(testing::TempDir()) / ("locale-" + language + std::to_string(getpid()));
+  std::filesystem::create_directories(folder);
+  const std::string name = language + ".UTF-8";
+  const std::string command = "localedef -i " + language + " -f UTF-8 --no-archive '" +
+                              (folder / name).string() + "' >/dev/null 2>&1";
+  setenv("LOCPATH", folder.c_str(), 1);
+  const bool isUsed = std::system(command.c_str()) == 0 && setlocale(LC_ALL, name.c_str()) != nullptr;
+  if (isUsed) {
+    std::locale::global(std::locale(name.c_str()));
+  }
+  std::filesystem::remove_all(folder);
+  return isUsed;
+}
+
+class HttpHostileLocale : public HttpHostile, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Languages, HttpHostileLocale, testing::Values("de_DE", "tr_TR"),
+                         [](const auto& row) { return std::string(row.param); });
+
+TEST_P(HttpHostileLocale, Answers_GiveTheSameResult_OtherCommaOtherLetters) {
+  ASSERT_TRUE(UseLocale(GetParam()));
+  for (const char* const name : {"HOME", "XDG_CONFIG_HOME", "XDG_CONFIG_DIRS", "XDG_RUNTIME_DIR"}) {
+    unsetenv(name);
+  }
+  for (const HostileAnswer& answer : answers) {
+    if (!answer.TakesLong() && !answer.HasPauses()) {
+      Try(answer, Way::Current);
+    }
+  }
+  ZEPOmxAny value;
+  EXPECT_EQ(ZEPOmxJson::parse(ZEPOmxUTF8String("[1.5]", 5), value), S_OK);
+  EXPECT_TRUE(ZEPFailed(ZEPOmxJson::parse(ZEPOmxUTF8String("[1,5.]", 6), value)));
 }
 
 } // namespace
