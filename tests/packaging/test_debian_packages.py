@@ -123,6 +123,22 @@ def test_library_packages_hold_the_library_and_nothing_else(contents, version, n
     assert contents[name] == {library, f"{library}.0.0"} | documents
 
 
+def test_tools_package_holds_the_programs_with_what_belongs_to_them(contents):
+    wanted = {
+        "bin/zepcfg",
+        "bin/zep-demo-server",
+        "share/man/man1/zepcfg.1.gz",
+        "share/man/man1/zepcfg-format.1.gz",
+        "share/bash-completion/completions/zepcfg",
+        "share/doc/zepcfg/command-line.md",
+        "share/zepcfg/resources/schema/ConfigurationExpression.xsd",
+        "share/zepcfg/resources/xsl/CfgEffectivityDisplay.xsl",
+        "share/zepcfg/samples/described.xml",
+    }
+    assert wanted <= contents["zepcfg"]
+    assert not [file for file in contents["zepcfg"] if file.startswith(("lib", "include"))]
+
+
 def test_packages_together_hold_every_installed_file_once(contents, tmp_path):
     install(tmp_path)
     packed = [re.sub(r"^(share/man/.*)\.gz$", r"\1", file) for files in contents.values() for file in files]

@@ -31,6 +31,10 @@ def prefix(places):
     return places[1]
 
 
+def pkg_config(prefix, *question):
+    return shlex.split(run("pkg-config", *question, PKG_CONFIG_PATH=str(prefix / LIBDIR / "pkgconfig")))
+
+
 def test_installation_names_no_folder_of_the_build(places):
     first, moved = places
     unwanted = [str(path).encode() for path in (SOURCE, BUILD, first)]
@@ -96,12 +100,11 @@ def test_client_with_its_own_platform_builds_with_cmake_and_works(library_prefix
 
 
 def test_client_with_its_own_platform_builds_with_pkg_config_and_works(library_prefix, tmp_path):
-    flags = run("pkg-config", "--cflags", "--libs", "ZEPCfgCommonServices",
-                PKG_CONFIG_PATH=str(library_prefix / LIBDIR / "pkgconfig"))  # fmt: skip
+    flags = pkg_config(library_prefix, "--cflags", "--libs", "ZEPCfgCommonServices")
     own = HERE / "own-platform"
-    run(CXX, "-std=c++20", "-fPIC", "-shared", own / "platform.cpp", *shlex.split(flags),
+    run(CXX, "-std=c++20", "-fPIC", "-shared", own / "platform.cpp", *flags,
         "-Wl,-soname,libZEPPlatform.so.1", "-o", tmp_path / "libZEPPlatform.so.1")  # fmt: skip
-    run(CXX, "-std=c++20", own / "client.cpp", tmp_path / "libZEPPlatform.so.1", *shlex.split(flags),
+    run(CXX, "-std=c++20", own / "client.cpp", tmp_path / "libZEPPlatform.so.1", *flags,
         "-Wl,--allow-shlib-undefined", "-o", tmp_path / "client")  # fmt: skip
     assert run(tmp_path / "client", LD_LIBRARY_PATH=f"{tmp_path}:{library_prefix / LIBDIR}") == OWN_OUTPUT
 
@@ -146,10 +149,16 @@ def test_platform_is_found_without_the_library(tmp_path):
 
 
 def test_a_program_without_any_platform_does_not_link(library_prefix, tmp_path):
-    flags = run("pkg-config", "--cflags", "--libs", "ZEPCfgCommonServices",
-                PKG_CONFIG_PATH=str(library_prefix / LIBDIR / "pkgconfig"))  # fmt: skip
+    flags = pkg_config(library_prefix, "--cflags", "--libs", "ZEPCfgCommonServices")
     source = HERE / "own-platform" / "client.cpp"
-    run(CXX, "-std=c++20", source, *shlex.split(flags), "-o", tmp_path / "client", code=1)
+    run(CXX, "-std=c++20", source, *flags, "-o", tmp_path / "client", code=1)
+
+
+def test_a_library_for_a_client_links_without_any_platform(library_prefix, tmp_path):
+    flags = pkg_config(library_prefix, "--cflags", "--libs", "ZEPCfgCommonServices")
+    source, library = HERE / "own-platform" / "client.cpp", tmp_path / "client.so"
+    run(CXX, "-std=c++20", "-fPIC", "-shared", source, *flags, "-o", library)
+    assert "libZEPCfgCommonServices.so.1" in dynamic(library, "NEEDED")
 
 
 def blocks(language):
@@ -206,5 +215,5 @@ def test_guide_fragments_compile_together_with_every_installed_header(prefix, tm
     for number, fragment in enumerate(fragments):
         text += f"void fragment{number}(const ZEPUnicodeString& expression) {{\n(void)expression;\n{fragment}}}\n"
     (tmp_path / "fragments.cpp").write_text(text)
-    flags = run("pkg-config", "--cflags", *LIBRARIES, PKG_CONFIG_PATH=str(prefix / LIBDIR / "pkgconfig"))
-    run(CXX, "-std=c++20", *WARNINGS, "-fsyntax-only", tmp_path / "fragments.cpp", *shlex.split(flags))
+    flags = pkg_config(prefix, "--cflags", *LIBRARIES)
+    run(CXX, "-std=c++20", *WARNINGS, "-fsyntax-only", tmp_path / "fragments.cpp", *flags)
