@@ -51,8 +51,12 @@ if(ZEP_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
-option(ZEP_COVERAGE "Build for a coverage report" OFF)
+# The counters stand in files that all processes share while they run, so that nothing is lost of those
+# that end by a signal or by _exit.
+option(ZEP_COVERAGE "Build for a coverage report (needs Clang)" OFF)
 if(ZEP_COVERAGE)
-  add_compile_options(--coverage -fprofile-update=atomic)
-  add_link_options(--coverage)
+  set(ZEP_COVERAGE_OPTIONS -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%m%c.profraw
+    -fcoverage-mapping -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
+  add_compile_options(${ZEP_COVERAGE_OPTIONS})
+  add_link_options(-fprofile-instr-generate)
 endif()
