@@ -77,9 +77,12 @@ private:
     return std::find(names.begin(), names.end(), word) != names.end();
   }
 
-  std::vector<std::string> commandNames() const {
+  std::vector<std::string> commandNames() const { return commandNames(m_definitions.app()); }
+
+  // Those of the commands below one.
+  static std::vector<std::string> commandNames(const CLI::App& app) {
     std::vector<std::string> names;
-    for (const CLI::App* command : m_definitions.app().get_subcommands(nullptr)) {
+    for (const CLI::App* command : app.get_subcommands(nullptr)) {
       names.push_back(command->get_name());
     }
     return names;
@@ -122,7 +125,7 @@ private:
       return;
     }
     const std::string& word = unknown.front();
-    std::vector<std::string> known = hasCommand ? std::vector<std::string>() : commandNames();
+    std::vector<std::string> known = commandNames(*chosen());
     addOptionNames(m_definitions.app(), known);
     addOptionNames(*chosen(), known);
     const std::string nearest = nearestWord(word.substr(0, word.find('=')), known);

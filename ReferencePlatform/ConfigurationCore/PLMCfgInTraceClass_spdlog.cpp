@@ -1,5 +1,6 @@
 #include "PLMCfgInTraceClass.h"
 
+#include "ZEPEnvironment.h"
 #include "ZEPTraceObserver.h"
 #include "ZEPTraceSink_spdlog.h"
 #include "ZEPTraceSwitch.h"
@@ -374,7 +375,7 @@ PLMCfgInTraceClass& PLMCfgInTraceClass::endTraceWithLineNumber(int iLevel, int i
     ThreadState& state = State();
     std::string text = TakeText(state.record);
     if (!ShowsSecrets()) {
-      text = zep::WithoutSecrets(std::move(text));
+      text = zep::WithoutSecrets(std::move(text), TextOf(ZEPGetEnv("ZEP_CONTEXT")));
     }
     const auto call = FindCall(state.calls, m_implementation->id);
     Emit(state,

@@ -157,12 +157,21 @@ bool IsPerfoText(std::string_view text) {
   return text.starts_with(kTracePerfo);
 }
 
-std::string WithoutSecrets(std::string text) {
+std::string WithoutSecrets(std::string text, std::string_view securityContext) {
   constexpr std::string_view kSecret = "ustrSecurityContext";
-  if (!text.starts_with(kSecret) || text == "ustrSecurityContext = []") {
-    return text;
+  constexpr std::string_view kCover = "***";
+  // A shorter one would be found by chance, and cover half of every text.
+  constexpr std::size_t kShortestSecret = 8;
+  if (text.starts_with(kSecret) && text != "ustrSecurityContext = []") {
+    return std::string(kSecret) + " = [***]";
   }
-  return std::string(kSecret) + " = [***]";
+  if (securityContext.size() >= kShortestSecret) {
+    for (std::size_t at = 0; (at = text.find(securityContext, at)) != std::string::npos;
+         at += kCover.size()) {
+      text.replace(at, securityContext.size(), kCover);
+    }
+  }
+  return text;
 }
 
 std::string_view OperationOf(std::string_view signature) {

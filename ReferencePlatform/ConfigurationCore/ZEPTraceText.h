@@ -40,7 +40,7 @@ bool IsPerfoText(std::string_view text);
 
 // The text with the value of the security context covered; an empty value stays visible, because
 // that it is empty is what one looks for.
-std::string WithoutSecrets(std::string text);
+std::string WithoutSecrets(std::string text, std::string_view securityContext);
 
 // The name of the operation in a signature: "Run" for "long __cdecl Job::Run(int)".
 std::string_view OperationOf(std::string_view signature);

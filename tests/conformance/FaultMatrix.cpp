@@ -14,11 +14,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// Of the sanitizer and of the coverage counters, where the program is built with them: a process
-// that ends by _exit has to ask for them.
-extern "C" int __lsan_do_recoverable_leak_check()
-    __attribute__((weak));                           // NOLINT(bugprone-reserved-identifier)
-extern "C" void __gcov_dump() __attribute__((weak)); // NOLINT(bugprone-reserved-identifier)
+// The sanitizer's, where the program is built with it: a process that ends by _exit has to ask for it.
+extern "C" int __lsan_do_recoverable_leak_check() // NOLINT(bugprone-reserved-identifier)
+    __attribute__((weak));
 
 namespace fault {
 
@@ -228,9 +226,6 @@ void write(int file, const std::string& text) {
   constexpr unsigned int mostSeconds = 300;
   alarm(mostSeconds);
   write(file, task());
-  if (__gcov_dump != nullptr) {
-    __gcov_dump();
-  }
   _exit(0);
 }
 
@@ -466,7 +461,7 @@ public:
       if (!Check(usual, mode, {}, "without a fault")) {
         break;
       }
-      const std::vector<Op> calls = CallsOf(mode);
+      const std::vector<Op> calls = CallsOf(mode, {});
       m_counts.calls += static_cast<int>(calls.size());
       for (std::size_t at = 0; at < calls.size(); ++at) {
         FailCall(usual, mode, calls, at);
@@ -482,7 +477,7 @@ public:
   Counts Figures() const { return m_counts; }
 
 private:
-  std::vector<Op> CallsOf(Mode mode) const {
+  std::vector<Op> CallsOf(Mode mode, const std::vector<Fault>& faults) const {
     Course course = m_course;
     script().reset();
     m_scenario.prepare();
@@ -493,9 +488,29 @@ private:
       course.Set({});
       m_scenario.courseBefore(course);
     }
-    course.Set(m_scenario.given);
-    m_scenario.course(course);
+    std::vector<Fault> all = m_scenario.given;
+    all.insert(all.end(), faults.begin(), faults.end());
+    course.Set(all);
+    try {
+      m_scenario.course(course);
+    } catch (const Death&) {
+      // Nothing is called behind it.
+    }
     return course.called;
+  }
+
+  // Whether a fault that lasts differs from the one that happens once: only where something is called
+  // behind it that it would change.
+  bool IsDifferent(Mode mode, const std::vector<Op>& calls, std::size_t at, Kind kind, Extent extent) const {
+    if (extent == Extent::Once) {
+      return true;
+    }
+    const std::vector<Op> called = CallsOf(mode, faultsAt(calls, at, kind, Extent::Once));
+    const std::vector<Fault> lasting = faultsAt(calls, at, kind, extent);
+    return std::any_of(called.begin() + static_cast<std::ptrdiff_t>(at) + 1, called.end(), [&](Op operation) {
+      return std::any_of(lasting.begin(), lasting.end(),
+                         [operation](const Fault& fault) { return fault.operation == operation; });
+    });
   }
 
   void FailCall(Case& inOneProcess, Mode mode, const std::vector<Op>& calls, std::size_t at) {
@@ -504,6 +519,9 @@ private:
         continue;
       }
       for (const Extent extent : extents) {
+        if (!IsDifferent(mode, calls, at, kinds[k], extent)) {
+          continue;
+        }
         const std::string where = std::string(scripted::nameOf(calls[at])) + ", call " +
                                   std::to_string(countOf(calls[at], calls, at) + 1) + ", " +
                                   fault::nameOf(kinds[k]) + " " + nameOf(extent);

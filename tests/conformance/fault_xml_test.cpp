@@ -374,7 +374,9 @@ TEST(FaultXMLTest, encodingCheck_doesWhatItShould_whicheverCallFails) {
 
 TEST(FaultXMLTest, serversStylesheet_doesWhatItShould_whicheverCallFails) {
   failEveryCall(fetch("first call", prepareServer));
-  failEveryCall(fetch("empty answer", prepareEmptyAnswer));
+  Scenario emptyAnswer = fetch("empty answer", prepareEmptyAnswer);
+  emptyAnswer.isFresh = false; // nothing is kept of it
+  failEveryCall(emptyAnswer);
   failEveryCall(parse());
 }
 

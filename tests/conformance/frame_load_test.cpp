@@ -17,10 +17,18 @@ const char allBuilt[] = "+ZEPCfgContextExpression()\n"
                         "+ZEPCfgFilterBasicServices()\n"
                         "+ZEPCfgWebServices(CfgWeb)\n"
                         "+ZEPCfgXMLExpressionServices()\n";
+// In reverse; MinGW's runtime goes through them from the front.
+#if defined(_WIN32)
+const char allDestroyed[] = "-ZEPCfgContextExpression()\n"
+                            "-ZEPCfgFilterBasicServices()\n"
+                            "-ZEPCfgWebServices(CfgWeb)\n"
+                            "-ZEPCfgXMLExpressionServices()\n";
+#else
 const char allDestroyed[] = "-ZEPCfgXMLExpressionServices()\n"
                             "-ZEPCfgWebServices(CfgWeb)\n"
                             "-ZEPCfgFilterBasicServices()\n"
                             "-ZEPCfgContextExpression()\n";
+#endif
 
 // The library, loaded as long as this lives.
 class LoadedLibrary {
@@ -95,6 +103,9 @@ TEST_F(FrameLoadTest, memory_isFlat_overManyLoads) {
   if (runsUnderValgrind()) {
     GTEST_SKIP() << "valgrind looks for leaks itself";
   }
+#if defined(_WIN32)
+  GTEST_SKIP() << "MinGW's runtime keeps memory of every library that is loaded";
+#endif
 #if defined(SCRIPTED_UNDER_ASAN)
   GTEST_SKIP() << "the C library's table of exit functions grows with each load under the sanitizer";
 #endif

@@ -19,7 +19,8 @@ bool IsSurrogate(char16_t unit, char16_t first) {
 
 void Require(bool holds, const char* promise) {
   if (!holds) {
-    std::fprintf(stderr, "broken promise: %s\n", promise);
+    // The engine shows of what a child process writes the lines with this word.
+    std::fprintf(stderr, "ERROR: broken promise: %s\n", promise);
     std::abort();
   }
 }

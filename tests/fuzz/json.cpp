@@ -31,7 +31,13 @@ bool MayBeBeyondLimits(std::string_view document) {
                                  }) >= kLevels;
 }
 
-// What another parser finds.
+// What another parser finds. For that one a NUL ends the document, which none can hold.
+nlohmann::json Parsed(std::string_view document) {
+  return document.find('\0') == std::string_view::npos
+             ? nlohmann::json::parse(document.begin(), document.end(), nullptr, false)
+             : nlohmann::json(nlohmann::json::value_t::discarded);
+}
+
 ZEPUnicodeString ExpectedStylesheet(const nlohmann::json& answer) {
   if (!answer.is_object() || !answer.contains("xslt")) {
     return fuzz::kUntouched;
@@ -46,7 +52,7 @@ ZEPUnicodeString ExpectedStylesheet(const nlohmann::json& answer) {
 // A server's answer gives the stylesheet that another parser finds in it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view document = fuzz::Bytes(data, size);
-  const auto expected = nlohmann::json::parse(document.begin(), document.end(), nullptr, false);
+  const nlohmann::json expected = Parsed(document);
   ZEPOmxAny answer;
   const long parsed = ZEPOmxJson::parse(ZEPOmxUTF8String(document.data(), document.size()), answer);
   if (ZEPFailed(parsed)) {

@@ -1,19 +1,23 @@
 #include "FuzzTarget.h"
 #include "ZEPCfgXMLExpressionServices.h"
-#include "ZEPError.h"
 #include "ZEPHResult.h"
 
+#include <chrono>
+
 namespace {
+
+constexpr std::chrono::milliseconds kTimeLimit(200);
 
 // Small, so that an input that reaches a bound does so in a moment.
 const fuzz::ScratchFolder& Folder() {
   static const fuzz::ScratchFolder folder;
-  static const bool isSet = (fuzz::SetEnvironment({{"ZEP_XSLT_TIMEOUT_MS", "200"},
-                                                   {"ZEP_XSLT_MAX_OUTPUT_BYTES", "262144"},
-                                                   {"ZEP_XSLT_MAX_NODES", "50000"},
-                                                   {"ZEP_XSLT_MAX_EXPRESSION_BYTES", "65536"},
-                                                   {"ZEP_XSLT_MAX_STYLESHEET_BYTES", "65536"}}),
-                             true);
+  static const bool isSet =
+      (fuzz::SetEnvironment({{"ZEP_XSLT_TIMEOUT_MS", std::to_string(kTimeLimit.count())},
+                             {"ZEP_XSLT_MAX_OUTPUT_BYTES", "262144"},
+                             {"ZEP_XSLT_MAX_NODES", "50000"},
+                             {"ZEP_XSLT_MAX_EXPRESSION_BYTES", "65536"},
+                             {"ZEP_XSLT_MAX_STYLESHEET_BYTES", "65536"}}),
+       true);
   static_cast<void>(isSet);
   return folder;
 }
@@ -21,13 +25,15 @@ const fuzz::ScratchFolder& Folder() {
 struct Formatted {
   long result;
   ZEPUnicodeString text;
+  bool mayBeLate; // near the time limit
 };
 
 Formatted Format(std::string_view expression, unsigned char isCompact) {
-  Formatted formatted{S_OK, fuzz::kUntouched};
-  ZEPError::ZEPCleanLastError();
+  Formatted formatted{S_OK, fuzz::kUntouched, false};
+  const auto begin = std::chrono::steady_clock::now();
   formatted.result = ZEPCfgXMLExpressionServices::FormatExpression(
       fuzz::Text(expression), formatted.text, fuzz::Text(Folder().Path("sheet.xsl")), isCompact);
+  formatted.mayBeLate = std::chrono::steady_clock::now() - begin > kTimeLimit / 2;
   fuzz::Require((!ZEPFailed(formatted.result) && formatted.result != S_FALSE) ||
                     formatted.text == fuzz::kUntouched,
                 "what was not formatted is untouched");
@@ -53,7 +59,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // The second time with what was kept of the first.
   if (!ZEPFailed(once.result) && IsOneOfTheSame(parts.first)) {
     const Formatted again = Format(expression, isCompact);
-    fuzz::Require(again.result == once.result && again.text == once.text, "the same again gives the same");
+    fuzz::Require((again.result == once.result && again.text == once.text) ||
+                      (ZEPFailed(again.result) && again.mayBeLate),
+                  "the same again gives the same");
   }
   return 0;
 }

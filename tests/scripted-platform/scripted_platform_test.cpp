@@ -56,7 +56,9 @@ protected:
 // ---- the program ----
 
 TEST_F(ScriptTest, loader_bindsTheLibraryToTheScriptedPlatform_alone) {
+#if !defined(_WIN32) // a program that calls nothing of a library does not load it there
   EXPECT_EQ(loadedFiles("/libZEPCfgCommonServices.").size(), 1U);
+#endif
   EXPECT_THAT(loadedFiles("/libZEPPlatform."),
               ::testing::ElementsAre(::testing::HasSubstr("/scripted/libZEPPlatform.")));
 }

@@ -66,14 +66,19 @@ std::string PartText(element part, const Names& names) {
   return text;
 }
 
-std::vector<HostileAnswer::Piece> Pieces(element send, const Names& names) {
+std::vector<HostileAnswer::Piece> Pieces(element send, const Names& names, bool isLastAlone) {
   std::vector<HostileAnswer::Piece> pieces;
   std::int64_t pause = 0;
   for (const element part : simdjson::dom::array(send)) {
     if (part.is_object() && part["pause"].get(pause) == simdjson::SUCCESS) {
       continue;
     }
-    pieces.push_back({BytesOf(PartText(part, names)), std::chrono::milliseconds(pause)});
+    // At once, so that nothing of it comes later than the rest; what an ending repeats stands alone.
+    if (!pieces.empty() && pause == 0 && !isLastAlone) {
+      pieces.back().bytes += BytesOf(PartText(part, names));
+    } else {
+      pieces.push_back({BytesOf(PartText(part, names)), std::chrono::milliseconds(pause)});
+    }
     pause = 0;
   }
   if (pause > 0) {
@@ -118,9 +123,11 @@ std::vector<HostileAnswer> ReadHostileAnswers(const std::string& path) {
   std::vector<HostileAnswer> answers;
   for (const element answer : simdjson::dom::array(document["answers"])) {
     using enum HostileAnswer::Listening;
+    const HostileAnswer::Ending ending = Ending(TextOf(answer, "then"));
+    const bool repeats = ending == HostileAnswer::Ending::Endless || ending == HostileAnswer::Ending::Drip;
     answers.push_back({.name = Text(answer["name"]),
-                       .pieces = Pieces(answer["send"], names),
-                       .ending = Ending(TextOf(answer, "then")),
+                       .pieces = Pieces(answer["send"], names, repeats),
+                       .ending = ending,
                        .listening = IsSet(answer, "deaf")    ? Deaf
                                     : IsSet(answer, "early") ? Early
                                                              : ForRequest,

@@ -14,7 +14,7 @@
 class HostileServer {
 public:
   // The first `busyCount` requests get a 503 instead.
-  explicit HostileServer(const HostileAnswer& answer, int busyCount = 0);
+  explicit HostileServer(HostileAnswer answer, int busyCount = 0);
   ~HostileServer();
   HostileServer(const HostileServer&) = delete;
   HostileServer& operator=(const HostileServer&) = delete;
@@ -29,7 +29,7 @@ private:
   bool AnswerBadly(int socket); // whether the connection stays
   bool WaitForStop(std::chrono::milliseconds time) const;
 
-  const HostileAnswer& m_answer;
+  const HostileAnswer m_answer;
   std::atomic<int> m_busyCount;
   std::atomic<bool> m_behaves = false;
   std::atomic<bool> m_isStopped = false;

@@ -29,25 +29,26 @@ bool WriteWhole(int socket, const std::string& statusLine, const std::string& bo
                   statusLine + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
 }
 
-// A head, and the body whose length it states.
-bool ReadRequest(int socket) {
-  std::string read;
+// A head, and the body whose length it states. Leaves what came behind it.
+bool ReadRequest(int socket, std::string& ioUnread) {
   std::array<char, 65536> buffer;
-  std::size_t size = std::string::npos;
-  while (read.size() < size) {
+  while (true) {
+    const std::size_t end = ioUnread.find("\r\n\r\n");
+    if (end != std::string::npos) {
+      constexpr std::string_view length = "Content-Length: ";
+      const std::size_t at = ioUnread.find(length);
+      const std::size_t size = end + 4 + (at < end ? std::stoul(ioUnread.substr(at + length.size())) : 0);
+      if (ioUnread.size() >= size) {
+        ioUnread.erase(0, size);
+        return true;
+      }
+    }
     const ssize_t count = recv(socket, buffer.data(), buffer.size(), 0);
     if (count <= 0) {
       return false;
     }
-    read.append(buffer.data(), static_cast<std::size_t>(count));
-    if (const std::size_t end = read.find("\r\n\r\n");
-        size == std::string::npos && end != std::string::npos) {
-      constexpr std::string_view length = "Content-Length: ";
-      const std::size_t at = read.find(length);
-      size = end + 4 + (at < end ? std::stoul(read.substr(at + length.size())) : 0);
-    }
+    ioUnread.append(buffer.data(), static_cast<std::size_t>(count));
   }
-  return true;
 }
 
 // What is closed so says good-bye with a reset instead of an end.
@@ -59,8 +60,8 @@ void CloseWithReset(int socket) {
 
 } // namespace
 
-HostileServer::HostileServer(const HostileAnswer& answer, int busyCount)
-    : m_answer(answer),
+HostileServer::HostileServer(HostileAnswer answer, int busyCount)
+    : m_answer(std::move(answer)),
       m_busyCount(busyCount),
       m_listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_in address = {};
@@ -109,12 +110,13 @@ void HostileServer::AcceptAll() {
 
 void HostileServer::Serve(int socket) {
   using Listening = HostileAnswer::Listening;
+  std::string unread;
   bool stays = true;
   if (!m_behaves && m_busyCount == 0 && m_answer.listening != Listening::ForRequest) {
-    stays = AnswerBadly(socket) && m_answer.listening != Listening::Deaf && ReadRequest(socket);
+    stays = AnswerBadly(socket) && m_answer.listening != Listening::Deaf && ReadRequest(socket, unread);
     m_requestCount += stays ? 1 : 0;
   }
-  while (stays && ReadRequest(socket)) {
+  while (stays && ReadRequest(socket, unread)) {
     ++m_requestCount;
     if (m_busyCount > 0) {
       --m_busyCount;
