@@ -221,8 +221,7 @@ class Switched:
                 of_function.setdefault(mutant.function, []).append(mutant)
         text = source.text
         for number in reversed(range(len(source.functions))):
-            if source.functions[number].closing > source.functions[number].opening + 1:
-                text = self.with_switch(source, number, of_function.get(number, []), text)
+            text = self.with_switch(source, number, of_function.get(number, []), text)
         return text
 
     def with_switch(self, source, number, mutants, text):
