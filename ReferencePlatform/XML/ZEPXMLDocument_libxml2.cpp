@@ -41,6 +41,8 @@ constexpr std::size_t kMaxDictionaryBytes = std::size_t{256} << 10;
 constexpr std::size_t kMaxEntityBytes = 256;
 constexpr int kMaxEntityReferences = 10'000; // each costs as much as the text before it is long
 constexpr int kMaxStylesheetDocuments = 200;
+// What a compilation, which nothing ends, takes at the most of memory for each byte of text.
+constexpr std::size_t kCompiledFactor = 40;
 
 XMLSession& Session() {
   return *XMLSession::Current();
@@ -127,6 +129,9 @@ private:
 
 // Names come from the dictionary, which belongs to the caller as well, or from one of its own.
 XMLParser MakeParser(XMLSession& session, xmlDictPtr dictionary) {
+  if (session.HasFailed()) {
+    return nullptr;
+  }
   XMLParser parser(xmlNewParserCtxt());
   if (parser == nullptr) {
     session.Fail("out of memory");
@@ -150,6 +155,8 @@ XMLParser MakeParser(XMLSession& session, xmlDictPtr dictionary) {
 XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, const ParseJob& job) {
   if (job.bytes.size() > INT_MAX) {
     session.Fail("it is too large");
+  }
+  if (session.HasFailed()) {
     return nullptr;
   }
   const ParserInUse use(session, parser);
@@ -371,6 +378,7 @@ XMLDocument ParseStylesheetBytes(XMLSession& session, const ParseJob& job, xmlDi
     session.Fail("the stylesheet is larger than ZEP_XSLT_MAX_STYLESHEET_BYTES allows");
     return nullptr;
   }
+  session.ReserveMemory(session.stylesheetBytes * kCompiledFactor);
   const XMLParser parser = MakeParser(session, dictionary);
   XMLDocument document = parser == nullptr ? nullptr : ParseBytes(session, parser.get(), job);
   if (document != nullptr && RefuseInstructions(session, *document)) {

@@ -201,7 +201,7 @@ XMLDocument XMLTransformation::Apply(XMLSession& session, xmlDocPtr document,
   XSLTContext context;
   const xsltTransformContextPtr transformation = Prepare(session, document, parameters);
   context = std::move(m_context);
-  if (transformation == nullptr) {
+  if (transformation == nullptr || session.HasFailed()) {
     return nullptr;
   }
   session.SetTransformation(transformation);
