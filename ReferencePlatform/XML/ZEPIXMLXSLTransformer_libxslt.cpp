@@ -218,7 +218,6 @@ private:
       return Failed(E_FAIL, std::string(source->SourceId().ConvertToChar()) + ": " + session.Message());
     }
     std::optional<std::string> bytes = Apply(session, document.get());
-    m_prepared->parser.TakeBack(std::move(document));
     if (!bytes || session.HasFailed()) {
       const std::string message = session.Message();
       return Failed(E_FAIL, message.empty() ? "the result cannot be written in its encoding" : message);

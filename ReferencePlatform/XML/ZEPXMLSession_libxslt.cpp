@@ -14,7 +14,8 @@
 namespace zep {
 namespace {
 
-thread_local XMLSession* currentSession = nullptr;
+// Asked for at each node.
+__attribute__((tls_model("initial-exec"))) thread_local XMLSession* currentSession = nullptr;
 
 // All texts that a transformation makes, kept or not, against the size of its output.
 constexpr std::size_t kMadeTextFactor = 16;
