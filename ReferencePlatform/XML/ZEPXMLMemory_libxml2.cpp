@@ -5,6 +5,7 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <limits>
+#include <mutex>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -20,6 +21,49 @@ constexpr std::size_t kMaxBytes = std::numeric_limits<std::size_t>::max() / 4; /
 
 // Asked for each block, also by a host that has nothing to do with us.
 __attribute__((tls_model("initial-exec"))) thread_local XMLMemory* currentMemory = nullptr;
+
+// ---- for tools ---------------------------------------------------------------------------------
+
+// A tool that looks for errors in the use of memory has to see each block.
+bool IsForTools() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  return true;
+#else
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+  return true;
+#endif
+#endif
+  static const bool isPlain = [] {
+    const char* const value = std::getenv("ZEP_XML_MEMORY");
+    return value != nullptr && std::string_view(value) == "plain";
+  }();
+  return isPlain;
+#endif
+}
+
+// There, the blocks that come from elsewhere are all, and what a call leaves may be made larger by another.
+class SharedBlocks {
+public:
+  void Remember(void* memory, std::size_t bytes) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_blocks.insert_or_assign(memory, bytes);
+  }
+  std::size_t Forget(void* memory) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_blocks.find(memory);
+    return found == m_blocks.end() ? 0 : m_blocks.extract(found).mapped();
+  }
+
+private:
+  std::mutex m_mutex;
+  XMLForeignBlocks m_blocks;
+};
+
+SharedBlocks& PlainBlocks() {
+  static auto* const blocks = new SharedBlocks(); // in use until the end of the process
+  return *blocks;
+}
 
 // ---- libxml2's functions -----------------------------------------------------------------------
 
@@ -39,6 +83,9 @@ void FreeAny(void* memory) {
   } else if (XMLBlockHeap::IsBlock(memory)) {
     XMLBlockHeap::FreeFromOutside(memory);
   } else {
+    if (IsForTools()) {
+      PlainBlocks().Forget(memory);
+    }
     former.free(memory);
   }
 }
@@ -93,24 +140,6 @@ void EnsureMemoryHooks() {
     return true;
   }();
   static_cast<void>(isDone);
-}
-
-// A tool that looks for errors in the use of memory has to see each block.
-bool IsForTools() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return true;
-#else
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-  return true;
-#endif
-#endif
-  static const bool isPlain = [] {
-    const char* const value = std::getenv("ZEP_XML_MEMORY");
-    return value != nullptr && std::string_view(value) == "plain";
-  }();
-  return isPlain;
-#endif
 }
 
 } // namespace
@@ -257,20 +286,22 @@ void* XMLMemory::ReallocateElsewhere(void* memory, std::size_t bytes) {
 // One that cannot be remembered is not given back to the limit, nothing else.
 void XMLMemory::Remember(void* memory, std::size_t bytes) {
   try {
-    m_elsewhere.insert_or_assign(memory, bytes);
+    if (IsForTools()) {
+      PlainBlocks().Remember(memory, bytes);
+    } else {
+      m_elsewhere.insert_or_assign(memory, bytes);
+    }
   } catch (const std::bad_alloc&) {
     FailShort();
   }
 }
 
 std::size_t XMLMemory::Forget(void* memory) {
-  const auto found = m_elsewhere.find(memory);
-  if (found == m_elsewhere.end()) {
-    return 0;
+  if (IsForTools()) {
+    return PlainBlocks().Forget(memory);
   }
-  const std::size_t bytes = found->second;
-  m_elsewhere.erase(found);
-  return bytes;
+  const auto found = m_elsewhere.find(memory);
+  return found == m_elsewhere.end() ? 0 : m_elsewhere.extract(found).mapped();
 }
 
 // ---- plain memory ------------------------------------------------------------------------------

@@ -8,6 +8,9 @@
 
 namespace zep {
 
+// Blocks that come from elsewhere, with their sizes.
+using XMLForeignBlocks = std::unordered_map<void*, std::size_t>;
+
 // The memory that libxml2 and libxslt take on this thread while an object of this class lives: from a heap
 // of blocks, counted, and with a reserve.
 //
@@ -73,8 +76,7 @@ private:
   bool m_hasFailed = false;
   Owner& m_owner;
   XMLMemory* m_outer;
-  // Blocks of this call that come from elsewhere, with their sizes.
-  std::unordered_map<void*, std::size_t> m_elsewhere;
+  XMLForeignBlocks m_elsewhere; // of this call
 };
 
 // While it lives, memory on this thread comes from where it came from before us, uncounted, and from the

@@ -12,6 +12,10 @@ long alive();
 
 // Lets the nth allocation from now on fail, counted from 1; 0: none.
 void failAt(long nth);
+// And all behind it.
+void failFrom(long nth);
+// Whether it has come to that.
+bool hasFailed();
 
 // The blocks that are given back while it lives, in order. Of use for addresses a test knows.
 class FreedBlocks {
