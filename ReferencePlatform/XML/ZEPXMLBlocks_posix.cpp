@@ -13,6 +13,7 @@ constexpr std::size_t kChunksReservedAlways = 64;
 constexpr std::size_t kFreshBytesAtOnce = 4096;
 constexpr std::size_t kFreeChunksKept = 192; // by a heap that nobody uses: 12 MB
 constexpr std::size_t kSegmentsWithSmallPages = 4;
+constexpr std::uint64_t kAllChunks = ~std::uint64_t{1};
 
 void* MapAligned(std::size_t bytes) {
   void* const mapped =
@@ -32,8 +33,7 @@ void* MapAligned(std::size_t bytes) {
 } // namespace
 
 // None of these has a destructor: blocks are freed until the very end of the process.
-constinit std::array<std::atomic<unsigned char>, (XMLBlockHeap::kSegmentNumbers + 7) / 8>
-    XMLBlockHeap::segmentBits{};
+constinit std::array<unsigned char, (XMLBlockHeap::kSegmentNumbers + 7) / 8> XMLBlockHeap::segmentBits{};
 constinit XMLBlockHeap::Chunk XMLBlockHeap::nothing{};
 constinit std::atomic<XMLBlockHeap*> XMLBlockHeap::heaps{nullptr};
 
@@ -226,10 +226,6 @@ void XMLBlockHeap::GiveUp(Chunk& chunk) {
 
 // ---- segments ----------------------------------------------------------------------------------
 
-namespace {
-constexpr std::uint64_t kAllChunks = ~std::uint64_t{1};
-}
-
 bool XMLBlockHeap::AddSegment() {
   void* const memory = MapAligned(kSegmentBytes);
   const std::uintptr_t number = reinterpret_cast<std::uintptr_t>(memory) >> kSegmentShift;
@@ -245,7 +241,7 @@ bool XMLBlockHeap::AddSegment() {
   m_segments = segment;
   ++m_segmentCount;
   m_freeChunks += kChunks - 1;
-  segmentBits[number / 8].fetch_or(static_cast<unsigned char>(1U << (number % 8)), std::memory_order_relaxed);
+  SegmentBits(number).fetch_or(static_cast<unsigned char>(1U << (number % 8)), std::memory_order_relaxed);
   return true;
 }
 
@@ -266,8 +262,8 @@ void XMLBlockHeap::GiveUpSegments() {
     --m_segmentCount;
     m_freeChunks -= kChunks - 1;
     const std::uintptr_t number = reinterpret_cast<std::uintptr_t>(segment) >> kSegmentShift;
-    segmentBits[number / 8].fetch_and(static_cast<unsigned char>(~(1U << (number % 8))),
-                                      std::memory_order_relaxed);
+    SegmentBits(number).fetch_and(static_cast<unsigned char>(~(1U << (number % 8))),
+                                  std::memory_order_relaxed);
     munmap(segment, kSegmentBytes);
   }
 }

@@ -74,7 +74,7 @@ public:
   static bool IsBlock(const void* memory) {
     const std::uintptr_t segment = reinterpret_cast<std::uintptr_t>(memory) >> kSegmentShift;
     return segment < kSegmentNumbers &&
-           (segmentBits[segment / 8].load(std::memory_order_relaxed) >> (segment % 8) & 1U) != 0;
+           (SegmentBits(segment).load(std::memory_order_relaxed) >> (segment % 8) & 1U) != 0;
   }
 
   // REQUIRES for all of these: a block.
@@ -127,6 +127,9 @@ private:
     Segment* next = nullptr;
   };
 
+  static std::atomic_ref<unsigned char> SegmentBits(std::uintptr_t segment) {
+    return std::atomic_ref<unsigned char>(segmentBits[segment / 8]);
+  }
   static Segment& SegmentOf(const void* inside) {
     return *reinterpret_cast<Segment*>(reinterpret_cast<std::uintptr_t>(inside) & ~(kSegmentBytes - 1));
   }
@@ -149,8 +152,8 @@ private:
   bool AddSegment();
   void GiveUpSegments();
 
-  static std::array<std::atomic<unsigned char>, (kSegmentNumbers + 7) / 8> segmentBits;
-  static Chunk nothing; // stands where there is no chunk
+  static std::array<unsigned char, (kSegmentNumbers + 7) / 8> segmentBits; // used as atomics
+  static Chunk nothing;                                                    // stands where there is no chunk
   static std::atomic<XMLBlockHeap*> heaps;
 
   std::array<Chunk*, kClasses> m_open; // with room, the one in use first
