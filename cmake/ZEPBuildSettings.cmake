@@ -1,5 +1,11 @@
 # What holds for every target of the project.
+
+# Where Debian keeps libraries, under every prefix: one build serves an installation and the packages.
+if(CMAKE_LIBRARY_ARCHITECTURE)
+  set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE STRING "Folder of libraries")
+endif()
 include(GNUInstallDirs)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME Tools)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -28,6 +34,11 @@ add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 # A unique symbol would keep the library in memory after dlclose.
 add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 
+# zep_name_no_folders(TARGET): what is shipped names its source files from the project's root on.
+function(zep_name_no_folders target)
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=>)
+endfunction()
+
 option(ZEP_WERROR "Treat warnings as errors" OFF)
 if(ZEP_WERROR)
   add_compile_options(-Werror)
@@ -40,8 +51,12 @@ if(ZEP_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
-option(ZEP_COVERAGE "Build for a coverage report" OFF)
+# The counters stand in files that all processes share while they run, so that nothing is lost of those
+# that end by a signal or by _exit.
+option(ZEP_COVERAGE "Build for a coverage report (needs Clang)" OFF)
 if(ZEP_COVERAGE)
-  add_compile_options(--coverage -fprofile-update=atomic)
-  add_link_options(--coverage)
+  set(ZEP_COVERAGE_OPTIONS -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%m%c.profraw
+    -fcoverage-mapping -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
+  add_compile_options(${ZEP_COVERAGE_OPTIONS})
+  add_link_options(-fprofile-instr-generate)
 endif()

@@ -1,11 +1,17 @@
-# zep_add_test(NAME SOURCES source... [LINK library...] [SCRIPTED] [WITHOUT_LIBRARY])
+# Most tests take far longer to compile than to run, and it is not they that are shipped.
+set(ZEP_TEST_OPTIONS $<$<CONFIG:Release>:-O1>)
+if(ZEP_SANITIZE)
+  set(ZEP_TEST_OPTIONS -O0 -g1)
+endif()
+
+# zep_add_test(NAME SOURCES source... [LINK library...] [SCRIPTED] [WITHOUT_LIBRARY] [OPTIMISED])
 #
 # One GoogleTest program. CTest runs each of its tests in a process of its own, because the library
 # keeps values for the life of the process. SCRIPTED binds the library to the scripted platform,
 # otherwise the program runs on the reference platform. WITHOUT_LIBRARY leaves it to the program to
-# load the library.
+# load the library. OPTIMISED is for those that compute a lot themselves.
 function(zep_add_test name)
-  cmake_parse_arguments(arg "SCRIPTED;WITHOUT_LIBRARY" "" "SOURCES;LINK" ${ARGN})
+  cmake_parse_arguments(arg "SCRIPTED;WITHOUT_LIBRARY;OPTIMISED" "" "SOURCES;LINK" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests/bin)
   if(arg_SCRIPTED)
@@ -18,6 +24,9 @@ function(zep_add_test name)
   endif()
   target_link_libraries(${name} PRIVATE GTest::gmock GTest::gtest_main ${arg_LINK})
   target_link_options(${name} PRIVATE LINKER:--no-as-needed)
+  if(NOT arg_OPTIMISED)
+    target_compile_options(${name} PRIVATE ${ZEP_TEST_OPTIONS})
+  endif()
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 120)
   foreach(source IN LISTS arg_SOURCES)

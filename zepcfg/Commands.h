@@ -85,9 +85,18 @@ int runStylesheet(const StylesheetOptions& options);
 
 struct StylesheetCheckOptions {
   std::string file;
+  bool isForServer = false;
   OutputOptions output;
 };
 int runStylesheetCheck(const StylesheetCheckOptions& options);
+
+struct TraceOptions {
+  std::string file = "-";
+  bool isOfFailures = false;
+  bool isFull = false;
+  OutputOptions output;
+};
+int runTrace(const TraceOptions& options);
 
 struct DoctorOptions {
   OutputOptions output;

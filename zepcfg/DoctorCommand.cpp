@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include "Checks.h"
 #include "Environment.h"
 #include "Failure.h"
 #include "Output.h"
@@ -11,22 +12,12 @@
 #include "ZEPSettingsLocations.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
 namespace zep::cli {
 namespace {
-
-enum class Health { good, note, fault };
-
-struct Check {
-  std::string area;
-  Health health;
-  std::string detail;
-  std::string remedy;
-};
-
-using Checks = std::vector<Check>;
 
 const char* healthName(Health health) {
   switch (health) {
@@ -38,53 +29,6 @@ const char* healthName(Health health) {
     return "fault";
   }
   return "";
-}
-
-// ---- environment -------------------------------------------------------------------------------
-
-std::string shown(const char* name, const std::string& value) {
-  return std::string(name) + " is '" + value + "'";
-}
-
-void checkURL(Checks& checks) {
-  const std::string url = serverURL();
-  const std::string lower = toLowerASCII(url);
-  if (url.empty()) {
-    checks.push_back({"environment", Health::note, "no server is named, none is asked",
-                      "name one with --url URL or ZEP_URL if there is one"});
-  } else if (!startsWith(lower, "http://") && !startsWith(lower, "https://")) {
-    checks.push_back({"environment", Health::fault, "the server's URL is '" + url + "'",
-                      "it has to begin with http:// or https://"});
-  } else {
-    checks.push_back({"environment", Health::good, "the server's URL is '" + url + "'", ""});
-  }
-}
-
-void checkContext(Checks& checks) {
-  if (!environmentValue("ZEP_CONTEXT").value_or("").empty()) {
-    checks.push_back({"environment", Health::good, "the security context is set", ""});
-  } else if (!serverURL().empty()) {
-    checks.push_back({"environment", Health::fault, "there is a server but no security context",
-                      "name one with --context TEXT or ZEP_CONTEXT"});
-  }
-}
-
-// A switch that only one value switches on.
-void checkSwitch(const char* name, const std::string& effect, Checks& checks) {
-  const std::string value = environmentValue(name).value_or("");
-  if (value == "1") {
-    checks.push_back({"environment", Health::note, shown(name, value) + ": " + effect, ""});
-  } else if (!value.empty() && value != "0") {
-    checks.push_back({"environment", Health::note, shown(name, value) + ", which does nothing",
-                      "only '1' switches it on"});
-  }
-}
-
-void checkEnvironment(Checks& checks) {
-  checkURL(checks);
-  checkContext(checks);
-  checkSwitch("ZEP_BRANCHING", "the branching stylesheet is used", checks);
-  checkSwitch("CFG_OldCallWebService", "calls use the legacy stack", checks);
 }
 
 // ---- settings ----------------------------------------------------------------------------------
@@ -185,6 +129,19 @@ std::string failureInWords(const Failure& failure) {
   return failure.message.empty() ? text : text + "; " + inOneLine(failure.message);
 }
 
+// A doctor is not kept waiting for minutes, unless somebody wants that.
+void shortenTimeouts() {
+  constexpr char patience[] = "10000"; // milliseconds
+  for (const char* const name :
+       {"ZEP_HTTP_CONNECT_TIMEOUT_MS", "ZEP_HTTP_STALL_TIMEOUT_MS", "ZEP_HTTP_TOTAL_TIMEOUT_MS"}) {
+    setenv(name, patience, 0);
+  }
+}
+
+ServerInquiry askServerIfPossible() {
+  return maySendRequests() ? askServer() : ServerInquiry();
+}
+
 void checkServer(const ServerInquiry& inquiry, Checks& checks) {
   if (!inquiry.answer.wasAsked) {
     return;
@@ -246,10 +203,16 @@ nlohmann::ordered_json asJSON(const Checks& checks) {
 
 int runDoctor(const DoctorOptions& options) {
   Checks checks;
+  checkVersions(checks);
+  checkLocale(checks);
   checkEnvironment(checks);
+  checkTrace(checks);
   checkSettings(checks);
+  checkSettingsFolders(checks);
   checkInstallation(checks);
-  const ServerInquiry inquiry = askServer();
+  checkInstallationRoots(checks);
+  shortenTimeouts();
+  const ServerInquiry inquiry = askServerIfPossible();
   checkServer(inquiry, checks);
   checkChoice(inquiry, checks);
 

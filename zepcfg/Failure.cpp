@@ -4,7 +4,9 @@
 #include "ZEPHResult.h"
 #include "valueToMacro.h"
 
+#include <charconv>
 #include <cstdint>
+#include <system_error>
 #include <utility>
 
 namespace zep::cli {
@@ -79,6 +81,18 @@ void failUnable(const std::string& input, const std::string& operation, const st
 std::string resultName(long code) {
   const auto found = valueToMacro.find(code);
   return found == valueToMacro.end() ? hexadecimal(code) : found->second;
+}
+
+std::optional<long> resultCode(std::string_view name) {
+  for (const auto& [code, macro] : valueToMacro) {
+    if (name == macro) {
+      return code;
+    }
+  }
+  long number = 0;
+  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+  const bool isNumber = error == std::errc() && end == name.data() + name.size();
+  return isNumber ? std::optional<long>(number) : std::nullopt;
 }
 
 std::string resultInWords(long code) {

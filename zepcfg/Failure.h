@@ -2,7 +2,9 @@
 
 #include <exception>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // What a person is told when a command fails, and how.
@@ -42,6 +44,8 @@ private:
 
 // "E_FAIL", or "0x80090137" for a code without a name.
 std::string resultName(long code);
+// The code that a trace names so, or writes as a number; nothing for any other text.
+std::optional<long> resultCode(std::string_view name);
 // "E_FAIL (0x80004005)", or the number and what it means in words.
 std::string resultInWords(long code);
 

@@ -8,6 +8,12 @@
 #include "ZEPUnicodeString.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <string_view>
+#include <system_error>
 
 namespace zep::cli {
 namespace {
@@ -22,8 +28,70 @@ bool isCompiled(const std::vector<std::string>& errors) {
                       [](const std::string& error) { return startsWith(error, "ERROR: "); });
 }
 
-// Formats next to nothing with the stylesheet, as `format` would. That a stylesheet ends with a
-// message of its own is its right; errors at work are not.
+// "compilation error: file a.xsl line 3 element if" and the lines below it.
+struct ReportedError {
+  std::string file;
+  long line;
+  std::string text;
+};
+
+std::optional<ReportedError> readError(const std::string& line) {
+  constexpr std::string_view fileLabel = " error: file ";
+  constexpr std::string_view lineLabel = " line ";
+  const std::size_t start = line.find(fileLabel);
+  const std::size_t number = line.find(lineLabel, start);
+  if (start == std::string::npos || number == std::string::npos) {
+    return std::nullopt;
+  }
+  const std::string file = line.substr(start + fileLabel.size(), number - start - fileLabel.size());
+  char* end = nullptr;
+  const long found = std::strtol(line.c_str() + number + lineLabel.size(), &end, 10);
+  return ReportedError{file, found, *end == '\0' ? std::string() : "in" + std::string(end) + ": "};
+}
+
+std::vector<ReportedError> readErrors(const std::string& message) {
+  std::vector<ReportedError> errors;
+  std::istringstream lines(message);
+  for (std::string line; std::getline(lines, line);) {
+    if (const std::optional<ReportedError> error = readError(line)) {
+      errors.push_back(*error);
+    } else if (!errors.empty() && !line.empty()) {
+      const std::string& text = errors.back().text;
+      errors.back().text += (text.empty() || text.back() == ' ' ? "" : "; ") + line;
+    }
+  }
+  return errors;
+}
+
+bool isSameFile(const std::string& left, const std::string& right) {
+  std::error_code ignored;
+  return std::filesystem::weakly_canonical(left, ignored) ==
+         std::filesystem::weakly_canonical(right, ignored);
+}
+
+// One finding for each line of the report that nothing is known about yet: a further error in one line comes
+// of the first.
+void addErrors(const std::string& start, const std::string& message, const std::string& file,
+               std::vector<Finding>& findings) {
+  const std::vector<ReportedError> errors = readErrors(message);
+  if (errors.empty()) {
+    findings.push_back({0, start + ": " + message, "correct the stylesheet", true});
+  }
+  for (const ReportedError& error : errors) {
+    const bool isInFile = file.empty() || isSameFile(error.file, file);
+    const bool isKnown = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
+      return isInFile && finding.line == error.line;
+    });
+    if (!isKnown) {
+      const std::string place = isInFile ? "" : error.file + ", line " + std::to_string(error.line) + ": ";
+      findings.push_back(
+          {isInFile ? error.line : 0, place + start + ": " + error.text, "correct the stylesheet", true});
+    }
+  }
+}
+
+// Formats next to nothing with the stylesheet, as `format` would; without a file the server's is used.
+// That a stylesheet ends with a message of its own is its right; errors at work are not.
 void apply(const std::string& file, std::vector<Finding>& findings) {
   const TraceCollector trace;
   ZEPUnicodeString formatted;
@@ -32,11 +100,21 @@ void apply(const std::string& file, std::vector<Finding>& findings) {
     return;
   }
   if (!isCompiled(trace.errors())) {
-    findings.insert(findings.begin(),
-                    {0, "it does not compile: " + trace.message(), "correct the stylesheet", true});
+    addErrors("it does not compile", trace.message(), pathAsFound(file), findings);
   } else if (contains(trace.message(), "runtime error")) {
-    findings.push_back({0, "it fails at work: " + trace.message(), "correct the stylesheet"});
+    addErrors("it fails at work", trace.message(), pathAsFound(file), findings);
   }
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& left, const Finding& right) { return left.line < right.line; });
+}
+
+StylesheetReport checkText(const std::string& text, const std::string& scannedAs, const std::string& applied,
+                           Decoding decodedAs) {
+  StylesheetReport report{decodedAs, scanStylesheet(text, scannedAs, decodedAs)};
+  if (!isAnyRefused(report.findings)) {
+    apply(applied, report.findings);
+  }
+  return report;
 }
 
 } // namespace
@@ -45,16 +123,17 @@ StylesheetReport checkStylesheetFile(const std::string& file) {
   requireStylesheet(file);
   const std::string bytes = readInput(pathAsFound(file));
   const bool isUTF8 = ZEPCfgXMLExpressionServices::IsEncodingUTF16(fromUTF8(file)) == S_FALSE;
-  StylesheetReport report{isUTF8 ? Decoding::UTF8 : Decoding::UTF16, {}};
-  report.findings = scanStylesheet(bytes, file, report.decodedAs);
-  if (!isAnyRefused(report.findings)) {
-    apply(file, report.findings);
-  }
-  return report;
+  return checkText(bytes, file, file, isUTF8 ? Decoding::UTF8 : Decoding::UTF16);
+}
+
+StylesheetReport checkFileForServer(const std::string& file) {
+  requireStylesheet(file);
+  const std::string text = toUTF8(readXML(pathAsFound(file)));
+  return checkText(text, "", file, Decoding::UTF16);
 }
 
 StylesheetReport checkServerStylesheet(const std::string& text) {
-  return {Decoding::UTF16, scanStylesheet(text, "", Decoding::UTF16)};
+  return checkText(text, "", "", Decoding::UTF16);
 }
 
 nlohmann::ordered_json findingsAsJSON(const std::vector<Finding>& findings) {

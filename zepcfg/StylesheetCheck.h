@@ -17,7 +17,10 @@ struct StylesheetReport {
 // Throws CommandFailure when the file cannot be read.
 StylesheetReport checkStylesheetFile(const std::string& file);
 
-// The same of the text of a server's stylesheet, which the library compiles only when it formats.
+// The same of a file that is meant for a server.
+StylesheetReport checkFileForServer(const std::string& file);
+
+// The same of the stylesheet that the server has supplied.
 StylesheetReport checkServerStylesheet(const std::string& text);
 
 nlohmann::ordered_json findingsAsJSON(const std::vector<Finding>& findings);

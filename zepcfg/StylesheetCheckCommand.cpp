@@ -21,7 +21,8 @@ std::string inWords(const StylesheetReport& report, const std::string& input) {
 } // namespace
 
 int runStylesheetCheck(const StylesheetCheckOptions& options) {
-  const StylesheetReport report = checkStylesheetFile(options.file);
+  const StylesheetReport report =
+      options.isForServer ? checkFileForServer(options.file) : checkStylesheetFile(options.file);
   if (options.output.json) {
     nlohmann::ordered_json object = resultObject(S_OK);
     object["decodedAs"] = decodingName(report.decodedAs);

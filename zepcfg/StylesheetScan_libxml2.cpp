@@ -1,15 +1,18 @@
 #include "StylesheetScan.h"
 
+#include "StylesheetExpressions.h"
 #include "Text.h"
 #include "XMLDecoding.h"
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 
@@ -46,6 +49,100 @@ constexpr std::array<QualifiedName, 8> writingElements{{
 constexpr std::array<std::string_view, 7> expressionAttributes{"select", "test",  "match", "use",
                                                                "value",  "count", "from"};
 
+// Those of XSLT 1.0.
+constexpr std::array<std::string_view, 35> knownElements{"apply-imports",
+                                                         "apply-templates",
+                                                         "attribute",
+                                                         "attribute-set",
+                                                         "call-template",
+                                                         "choose",
+                                                         "comment",
+                                                         "copy",
+                                                         "copy-of",
+                                                         "decimal-format",
+                                                         "element",
+                                                         "fallback",
+                                                         "for-each",
+                                                         "if",
+                                                         "import",
+                                                         "include",
+                                                         "key",
+                                                         "message",
+                                                         "namespace-alias",
+                                                         "number",
+                                                         "otherwise",
+                                                         "output",
+                                                         "param",
+                                                         "preserve-space",
+                                                         "processing-instruction",
+                                                         "sort",
+                                                         "strip-space",
+                                                         "stylesheet",
+                                                         "template",
+                                                         "text",
+                                                         "transform",
+                                                         "value-of",
+                                                         "variable",
+                                                         "when",
+                                                         "with-param"};
+
+// Those of XPath 1.0 and XSLT 1.0, but for document(), which is refused.
+constexpr std::array<std::string_view, 34> knownFunctions{"boolean",
+                                                          "ceiling",
+                                                          "concat",
+                                                          "contains",
+                                                          "count",
+                                                          "current",
+                                                          "element-available",
+                                                          "false",
+                                                          "floor",
+                                                          "format-number",
+                                                          "function-available",
+                                                          "generate-id",
+                                                          "id",
+                                                          "key",
+                                                          "lang",
+                                                          "last",
+                                                          "local-name",
+                                                          "name",
+                                                          "namespace-uri",
+                                                          "normalize-space",
+                                                          "not",
+                                                          "number",
+                                                          "position",
+                                                          "round",
+                                                          "starts-with",
+                                                          "string",
+                                                          "string-length",
+                                                          "substring",
+                                                          "substring-after",
+                                                          "substring-before",
+                                                          "sum",
+                                                          "system-property",
+                                                          "translate",
+                                                          "true"};
+
+// Namespaces in which node-set() is known.
+constexpr std::array<std::string_view, 4> nodeSetNamespaces{"http://exslt.org/common", "http://icl.com/saxon",
+                                                            "http://www.jclark.com/xt",
+                                                            "http://xmlsoft.org/XSLT/namespace"};
+
+// Of xsl:output: attributes that mean nothing to a text, unless they say so.
+struct IdleAttribute {
+  const char* name;
+  std::string_view unless;
+};
+constexpr std::array<IdleAttribute, 4> idleAttributes{
+    {{"indent", "no"}, {"doctype-public", ""}, {"doctype-system", ""}, {"cdata-section-elements", ""}}};
+
+constexpr std::string_view compactParameter = "CompactView";
+constexpr std::string_view compactValue = "TRUE"; // where the compact view is wanted; else it is not set
+
+template <std::size_t count>
+bool isOneOf(const std::array<std::string_view, count>& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
 struct FreeContext {
   void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
 };
@@ -75,52 +172,6 @@ std::optional<std::string> attribute(xmlNode* node, const char* name) {
   return value ? std::optional<std::string>(view(value.get())) : std::nullopt;
 }
 
-bool isNameCharacter(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return std::isalnum(byte) != 0 || byte >= 0x80 || character == '-' || character == '_' ||
-         character == '.' || character == ':';
-}
-
-// What stands between quotes in an expression, blanked out.
-std::string withoutLiterals(std::string_view expression) {
-  std::string result(expression);
-  char quote = '\0';
-  for (char& character : result) {
-    const char original = character;
-    if (quote != '\0') {
-      character = ' ';
-      quote = original == quote ? '\0' : quote;
-    } else if (original == '"' || original == '\'') {
-      quote = original;
-    }
-  }
-  return result;
-}
-
-bool callsDocument(std::string_view expression) {
-  constexpr std::string_view name = "document";
-  const std::string code = withoutLiterals(expression);
-  for (std::size_t at = code.find(name); at != std::string::npos; at = code.find(name, at + 1)) {
-    const std::size_t behind = code.find_first_not_of(" \t\r\n", at + name.size());
-    const bool isWhole = at == 0 || !isNameCharacter(code[at - 1]);
-    if (isWhole && behind != std::string::npos && code[behind] == '(') {
-      return true;
-    }
-  }
-  return false;
-}
-
-// The expressions in the braces of an attribute value template.
-std::string expressionsInBraces(std::string_view value) {
-  std::string expressions;
-  for (std::size_t open = value.find('{'); open != std::string_view::npos; open = value.find('{', open)) {
-    const std::size_t close = std::min(value.find('}', open), value.size());
-    expressions.append(value.substr(open + 1, close - open - 1)).append(" ");
-    open = close;
-  }
-  return expressions;
-}
-
 // True for the encodings that one may name and that `decoding` reads.
 bool isDecodedBy(const std::string& encoding, Decoding decoding) {
   const std::string name = toLowerASCII(encoding);
@@ -128,13 +179,24 @@ bool isDecodedBy(const std::string& encoding, Decoding decoding) {
                                     : name.empty() || name == "utf-16" || name == "utf16";
 }
 
-// In one line.
-std::string messageOf(const xmlError* error) {
-  std::string message = error == nullptr || error->message == nullptr ? "it cannot be read" : error->message;
-  while (!message.empty() && message.back() == '\n') {
-    message.pop_back();
+// What the parser found first: everything behind it may well come of that.
+struct ParserError {
+  long line = 0;
+  std::string message = "it cannot be read";
+};
+
+extern "C" void noteFirstError(void* parser, xmlErrorPtr error) {
+  auto* const first = static_cast<ParserError*>(static_cast<xmlParserCtxt*>(parser)->_private);
+  if (first->line != 0 || error->level == XML_ERR_WARNING || error->message == nullptr) {
+    return;
   }
-  return message;
+  try {
+    first->message = error->message;
+    first->message.erase(first->message.find_last_not_of('\n') + 1); // in one line
+    first->line = error->line;
+  } catch (const std::exception&) {
+    first->line = 0; // without memory there is nothing more to say
+  }
 }
 
 class Scan {
@@ -147,7 +209,12 @@ public:
   std::vector<Finding> run(const std::string& bytes, const std::string& path) {
     m_firstOutputLine = firstLineWith(bytes, "xsl:output");
     scanFile(bytes, path);
-    checkEncoding();
+    if (m_isReadable) {
+      checkEncoding();
+      checkCompactView();
+    }
+    std::stable_sort(m_findings.begin(), m_findings.end(),
+                     [](const Finding& left, const Finding& right) { return left.line < right.line; });
     return std::move(m_findings);
   }
 
@@ -182,19 +249,24 @@ private:
 
   void scanFile(const std::string& bytes, const std::string& path) {
     const std::unique_ptr<xmlParserCtxt, FreeContext> context(xmlNewParserCtxt());
+    ParserError firstError;
+    if (context) {
+      context->_private = &firstError;
+      context->sax->serror = noteFirstError;
+    }
     const Document document(
         context ? xmlCtxtReadMemory(context.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr,
                                     path.empty() ? "UTF-8" : nullptr,
                                     XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING)
                 : nullptr);
     if (!document) {
-      const xmlError* const error = context ? xmlCtxtGetLastError(context.get()) : nullptr;
-      refuse(error == nullptr ? 0 : error->line, "it is not well-formed XML: " + messageOf(error),
-             "correct the XML");
+      m_isReadable = false;
+      refuse(firstError.line, "it is not well-formed XML: " + firstError.message, "correct the XML");
       return;
     }
     checkDocumentType(document.get(), path.empty());
     checkRoot(xmlDocGetRootElement(document.get()));
+    noteExtensionPrefixes(xmlDocGetRootElement(document.get()));
     walk(xmlDocGetRootElement(document.get()), path);
   }
 
@@ -207,7 +279,39 @@ private:
     if (!isStylesheet) {
       refuse(root, "it is not a stylesheet: its root element is not xsl:stylesheet",
              "name an XSLT stylesheet");
+      return;
     }
+    const std::string version = versionOf(root);
+    if (version != "1.0") {
+      add(xmlGetLineNo(root),
+          "it is processed as XSLT 1.0, not " + (version.empty() ? "without a version" : version) +
+              ": what is not known there fails only when it is reached",
+          "write version=\"1.0\"");
+    }
+  }
+
+  static std::string versionOf(const xmlNode* root) {
+    auto* const node = const_cast<xmlNode*>(root);
+    const auto* const name = reinterpret_cast<const xmlChar*>("version");
+    const XMLText value(nameSpaceOf(root) == xslt
+                            ? xmlGetNoNsProp(node, name)
+                            : xmlGetNsProp(node, name, reinterpret_cast<const xmlChar*>(xslt.data())));
+    return std::string(view(value.get()));
+  }
+
+  void noteExtensionPrefixes(xmlNode* root) {
+    m_extensionNamespaces.clear();
+    std::istringstream prefixes(attribute(root, "extension-element-prefixes").value_or(""));
+    for (std::string prefix; prefixes >> prefix;) {
+      m_extensionNamespaces.insert(nameSpaceOfPrefix(root, prefix));
+    }
+  }
+
+  static std::string nameSpaceOfPrefix(const xmlNode* node, const std::string& prefix) {
+    const auto* const name =
+        prefix == "#default" ? nullptr : reinterpret_cast<const xmlChar*>(prefix.c_str());
+    const xmlNs* const found = xmlSearchNs(node->doc, const_cast<xmlNode*>(node), name);
+    return found == nullptr ? std::string() : std::string(view(found->href));
   }
 
   void checkDocumentType(const xmlDoc* document, bool isFromServer) {
@@ -265,10 +369,96 @@ private:
       refuse(node, "the element '" + nameOf(node) + "' writes a file, which is refused", "remove it");
     }
     checkExpressions(node);
+    checkKnown(node, isWriting);
+    checkEscaping(node);
     if (isElement(node, xslt, "output")) {
-      m_encoding = attribute(node, "encoding").value_or(m_encoding);
+      checkOutput(node);
+    } else if (isElement(node, xslt, "param") || isElement(node, xslt, "variable")) {
+      noteParameter(node);
     } else if (isElement(node, xslt, "include") || isElement(node, xslt, "import")) {
       checkIncluded(node, path);
+    }
+  }
+
+  static bool hasFallback(const xmlNode* node) {
+    for (const xmlNode* child = node->children; child != nullptr; child = child->next) {
+      if (child->type == XML_ELEMENT_NODE && isElement(child, xslt, "fallback")) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  void checkKnown(xmlNode* node, bool isWriting) {
+    if (isWriting || hasFallback(node)) {
+      return;
+    }
+    const bool isInstruction = nameSpaceOf(node) == xslt;
+    if (isInstruction && !isOneOf(knownElements, view(node->name))) {
+      add(xmlGetLineNo(node), "the element '" + nameOf(node) + "' is not known in XSLT 1.0",
+          "write it with elements of XSLT 1.0");
+    } else if (!isInstruction && m_extensionNamespaces.count(std::string(nameSpaceOf(node))) != 0) {
+      add(xmlGetLineNo(node), "the extension element '" + nameOf(node) + "' is not known, none is",
+          "write it with elements of XSLT 1.0, or with an xsl:fallback inside");
+    }
+  }
+
+  void checkEscaping(xmlNode* node) {
+    if (nameSpaceOf(node) == xslt && attribute(node, "disable-output-escaping").value_or("no") == "yes") {
+      add(xmlGetLineNo(node), "disable-output-escaping has no effect: in a text nothing is escaped",
+          "remove it");
+    }
+  }
+
+  void checkOutput(xmlNode* node) {
+    const long line = xmlGetLineNo(node);
+    const std::string method = attribute(node, "method").value_or("text");
+    if (method != "text") {
+      add(line, "the output is always a text, not " + method, "write method=\"text\"");
+    }
+    for (const IdleAttribute& idle : idleAttributes) {
+      const std::optional<std::string> value = attribute(node, idle.name);
+      if (value && *value != idle.unless) {
+        add(line, std::string(idle.name) + " has no effect on a text", "remove it");
+      }
+    }
+    const std::string encoding = attribute(node, "encoding").value_or(m_encoding);
+    const bool isOwn = m_includedFile.empty();
+    const bool isFurther = isOwn ? m_outputLine != 0 : !m_encoding.empty();
+    if (isFurther && (isOwn || toLowerASCII(encoding) != toLowerASCII(m_encoding))) {
+      add(line,
+          "this is a further xsl:output: what it says of the encoding counts when the output is written, but "
+          "only the first line with \"xsl:output\" in the file itself does when it is decoded",
+          "keep one xsl:output");
+    }
+    m_outputLine = isOwn && !isFurther ? line : m_outputLine;
+    m_encoding = encoding;
+  }
+
+  // Of the compact view, at the top of a stylesheet.
+  void noteParameter(xmlNode* node) {
+    const bool isAtTop =
+        node->parent != nullptr && nameSpaceOf(node->parent) == xslt &&
+        (isElement(node->parent, xslt, "stylesheet") || isElement(node->parent, xslt, "transform"));
+    const std::string name = attribute(node, "name").value_or("");
+    if (!isAtTop || toLowerASCII(name) != toLowerASCII(compactParameter)) {
+      return;
+    }
+    if (name != compactParameter) {
+      add(xmlGetLineNo(node), "the compact view does not set '" + name + "': its parameter is CompactView",
+          "write CompactView");
+    } else if (isElement(node, xslt, "variable")) {
+      add(xmlGetLineNo(node), "the compact view sets no variable, only a parameter",
+          "write xsl:param instead of xsl:variable");
+    } else if (m_includedFile.empty()) {
+      m_parameterLine = xmlGetLineNo(node);
+    }
+  }
+
+  void checkCompactView() {
+    if (m_parameterLine != 0 && !m_isCompactUsed) {
+      add(m_parameterLine, "the parameter CompactView is never used: the compact view looks like the other",
+          "look at it: test=\"$CompactView = 'TRUE'\"");
     }
   }
 
@@ -276,14 +466,41 @@ private:
     const bool isInstruction = nameSpaceOf(node) == xslt;
     for (const xmlAttr* at = node->properties; at != nullptr; at = at->next) {
       const XMLText text(xmlNodeListGetString(node->doc, at->children, 1));
-      const std::string_view value = view(text.get());
-      const bool isExpression =
-          isInstruction && std::find(expressionAttributes.begin(), expressionAttributes.end(),
-                                     view(at->name)) != expressionAttributes.end();
-      if (callsDocument(isExpression ? value : expressionsInBraces(value))) {
-        add(xmlGetLineNo(node), "document() reads a file, which is refused",
-            "hand everything over in the expression itself");
+      const std::string value(view(text.get()));
+      const bool isExpression = isInstruction && isOneOf(expressionAttributes, view(at->name));
+      checkExpression(node, isExpression ? value : expressionsInBraces(value));
+    }
+  }
+
+  void checkExpression(const xmlNode* node, const std::string& expression) {
+    for (const std::string& function : calledFunctions(expression)) {
+      checkFunction(node, function);
+    }
+    m_isCompactUsed = m_isCompactUsed || refersToVariable(expression, compactParameter);
+    for (const std::string& literal : literalsComparedWith(expression, compactParameter)) {
+      if (!literal.empty() && literal != compactValue) {
+        add(xmlGetLineNo(node), "CompactView is never '" + literal + "': in the compact view it is 'TRUE'",
+            "compare it with 'TRUE'");
       }
+    }
+  }
+
+  void checkFunction(const xmlNode* node, const std::string& function) {
+    const std::size_t colon = function.find(':');
+    if (function == "document") {
+      add(xmlGetLineNo(node), "document() reads a file, which is refused",
+          "hand everything over in the expression itself");
+    } else if (colon != std::string::npos) {
+      const bool isNodeSet = function.substr(colon + 1) == "node-set" &&
+                             isOneOf(nodeSetNamespaces, nameSpaceOfPrefix(node, function.substr(0, colon)));
+      if (!isNodeSet) {
+        add(xmlGetLineNo(node),
+            "the extension function '" + function + "()' is not known: there is node-set() alone",
+            "write it with functions of XSLT 1.0, or with named templates");
+      }
+    } else if (!isOneOf(knownFunctions, function)) {
+      add(xmlGetLineNo(node), "the function '" + function + "()' is not known in XSLT 1.0",
+          "write it with functions of XSLT 1.0, or with named templates");
     }
   }
 
@@ -322,21 +539,25 @@ private:
 
   void checkEncoding() {
     if (!m_encoding.empty() && !isEncodingKnown(m_encoding)) {
-      refuse(m_firstOutputLine, "the output encoding '" + m_encoding + "' is not known",
-             "name UTF-8 or UTF-16");
+      refuse(encodingLine(), "the output encoding '" + m_encoding + "' is not known", "name UTF-8 or UTF-16");
     } else if (!isDecodedBy(m_encoding, m_decodedAs)) {
       const std::string written = m_encoding.empty() ? "UTF-16, as no encoding is named," : m_encoding;
-      add(m_firstOutputLine,
+      add(encodingLine(),
           "the output is written as " + written + " but decoded as " + decodingName(m_decodedAs) + why(),
           remedyForEncoding());
     }
   }
 
+  long encodingLine() const { return m_firstOutputLine == 0 ? m_outputLine : m_firstOutputLine; }
+
   // Only a stylesheet in UTF-8 is helped by knowing where that has to be said.
   std::string why() const {
-    return m_decodedAs == Decoding::UTF8 || isDecodedBy(m_encoding, Decoding::UTF8)
-               ? ", because only the first line with \"xsl:output\" is looked at, for \"utf-8\""
-               : "";
+    if (m_isFromServer || (m_decodedAs == Decoding::UTF16 && !isDecodedBy(m_encoding, Decoding::UTF8))) {
+      return "";
+    }
+    return m_firstOutputLine == 0
+               ? ", because the file itself has no line with \"xsl:output\", spelt so and one byte a character"
+               : ", because only the first line with \"xsl:output\" is looked at, for \"utf-8\"";
   }
 
   std::string remedyForEncoding() const {
@@ -349,8 +570,13 @@ private:
   fs::path m_folder;
   bool m_isFromServer;
   Decoding m_decodedAs;
-  long m_firstOutputLine = 0;
-  std::string m_encoding; // of the output; empty where none is named
+  bool m_isReadable = true;
+  long m_firstOutputLine = 0; // that is looked at; 0: none
+  long m_outputLine = 0;      // of the first such element; 0: not in the file itself
+  long m_parameterLine = 0;   // of the compact view, in the file itself
+  bool m_isCompactUsed = false;
+  std::set<std::string> m_extensionNamespaces; // of the file that is read
+  std::string m_encoding;                      // of the output; empty where none is named
   std::string m_includedFile;
   std::set<fs::path> m_seen;
   std::vector<Finding> m_findings;

@@ -1,12 +1,11 @@
 #include "TraceCollector.h"
 
+#include "Failure.h"
 #include "PLMCfgInTraceClass.h"
 #include "Text.h"
 #include "ZEPHResult.h"
 #include "ZEPTraceObserver.h"
-#include "valueToMacro.h"
 
-#include <cstdlib>
 #include <optional>
 #include <utility>
 
@@ -38,15 +37,6 @@ std::string_view without(std::string_view text, std::string_view start) {
 // The library's classes have one prefix; other records are the platform's.
 bool isLibraryClass(std::string_view className) {
   return startsWith(className, "ZEPCfg");
-}
-
-long codeFromName(const std::string& name) {
-  for (const auto& [code, macro] : valueToMacro) {
-    if (name == macro) {
-      return code;
-    }
-  }
-  return std::strtol(name.c_str(), nullptr, 10);
 }
 
 } // namespace
@@ -107,7 +97,7 @@ void TraceCollector::takeText(std::string_view text, bool isLibrarys) {
   } else if (const auto stylesheet = dumped(text, "ioUstrXSLTFileContents")) {
     m_serverSentStylesheet = !stylesheet->empty();
   } else if (startsWith(text, "rc = ") && !m_operations.empty()) {
-    m_results[m_operations.back()] = codeFromName(std::string(text.substr(5)));
+    m_results[m_operations.back()] = resultCode(text.substr(5)).value_or(S_OK);
   }
 }
 

@@ -1,5 +1,6 @@
 #include "PLMCfgInTraceClass.h"
 
+#include "ZEPEnvironment.h"
 #include "ZEPTraceObserver.h"
 #include "ZEPTraceSink_spdlog.h"
 #include "ZEPTraceSwitch.h"
@@ -34,6 +35,7 @@ constexpr std::size_t kDeepestCall = 256;
 struct TraceSession {
   zep::TraceSwitch wanted;
   bool showsSecrets = false;
+  zep::TraceForm form = zep::TraceForm::Columns;
   std::shared_ptr<zep::TraceSink> sink; // null where nothing is wanted or can be written
   std::unique_ptr<spdlog::logger> logger;
 
@@ -131,7 +133,9 @@ std::unique_ptr<TraceSession> MakeSession() {
   made->wanted = zep::ParseTraceSwitch(TextOf(std::getenv("ZEP_TRACE")));
   made->showsSecrets = std::string_view(TextOf(std::getenv("ZEP_TRACE_SECRETS"))) == "1";
   if (made->wanted.on) {
-    made->sink = zep::OpenTraceSink(TextOf(std::getenv("ZEP_TRACE_FILE")));
+    const char* const path = TextOf(std::getenv("ZEP_TRACE_FILE"));
+    made->form = zep::TraceFormFor(TextOf(std::getenv("ZEP_TRACE_FORMAT")), path);
+    made->sink = zep::OpenTraceSink(path, made->form);
   }
   if (made->sink) {
     made->logger = std::make_unique<spdlog::logger>("zep", made->sink);
@@ -237,8 +241,10 @@ void Emit(ThreadState& state, const ZEPTraceRecord& record, std::string_view tex
   Observe(state, record);
   const TraceSession* current = Session();
   if (current != nullptr && current->Writes() && IsWritten(*current, record, text)) {
-    current->logger->log(spdlog::level::info,
-                         zep::TraceColumns(record, text, NumberOf(state), NestingOf(state, record.level)));
+    const zep::TraceOrigin origin{::getpid(), NumberOf(state), NestingOf(state, record.level)};
+    current->logger->log(spdlog::level::info, current->form == zep::TraceForm::JSON
+                                                  ? zep::TraceMembers(record, text, origin)
+                                                  : zep::TraceColumns(record, text, origin));
   }
 }
 
@@ -369,7 +375,7 @@ PLMCfgInTraceClass& PLMCfgInTraceClass::endTraceWithLineNumber(int iLevel, int i
     ThreadState& state = State();
     std::string text = TakeText(state.record);
     if (!ShowsSecrets()) {
-      text = zep::WithoutSecrets(std::move(text));
+      text = zep::WithoutSecrets(std::move(text), TextOf(ZEPGetEnv("ZEP_CONTEXT")));
     }
     const auto call = FindCall(state.calls, m_implementation->id);
     Emit(state,

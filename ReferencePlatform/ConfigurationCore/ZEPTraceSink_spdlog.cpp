@@ -107,12 +107,13 @@ void ReportUnusable(const std::string& path, int error) {
 
 } // namespace
 
-TraceSink::TraceSink(int descriptor, bool owned)
+TraceSink::TraceSink(int descriptor, bool owned, TraceForm form)
     : m_descriptor(descriptor),
       m_owned(owned),
       m_isFile(owned && IsRegularFile(descriptor)) {
-  set_formatter_(std::make_unique<spdlog::pattern_formatter>("%Y-%m-%dT%H:%M:%S.%fZ\t%v",
-                                                             spdlog::pattern_time_type::utc, "\n"));
+  const char* const pattern =
+      form == TraceForm::JSON ? R"({"time":"%Y-%m-%dT%H:%M:%S.%fZ",%v)" : "%Y-%m-%dT%H:%M:%S.%fZ\t%v";
+  set_formatter_(std::make_unique<spdlog::pattern_formatter>(pattern, spdlog::pattern_time_type::utc, "\n"));
 }
 
 TraceSink::~TraceSink() {
@@ -140,9 +141,9 @@ void TraceSink::Write(const char* bytes, std::size_t size) {
   }
 }
 
-std::shared_ptr<TraceSink> OpenTraceSink(const std::string& path) {
+std::shared_ptr<TraceSink> OpenTraceSink(const std::string& path, TraceForm form) {
   if (path.empty() || path == "-") {
-    return standardErrorWasOpenAtLoad ? std::make_shared<TraceSink>(STDERR_FILENO, false) : nullptr;
+    return standardErrorWasOpenAtLoad ? std::make_shared<TraceSink>(STDERR_FILENO, false, form) : nullptr;
   }
   const int descriptor = OpenForTrace(path.c_str());
   if (descriptor < 0) {
@@ -152,7 +153,7 @@ std::shared_ptr<TraceSink> OpenTraceSink(const std::string& path) {
     }
     return nullptr;
   }
-  return std::make_shared<TraceSink>(descriptor, true);
+  return std::make_shared<TraceSink>(descriptor, true, form);
 }
 
 } // namespace zep

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ZEPTraceText.h"
+
 #include <spdlog/sinks/base_sink.h>
 
 #include <memory>
@@ -12,7 +14,7 @@ namespace zep {
 // stay whole. What cannot be written is dropped, without an exception and without a signal.
 class TraceSink final : public spdlog::sinks::base_sink<std::mutex> {
 public:
-  TraceSink(int descriptor, bool owned);
+  TraceSink(int descriptor, bool owned, TraceForm form);
   ~TraceSink() override;
 
   // Around a fork, so that the child does not inherit a mutex that nobody will open again.
@@ -32,8 +34,8 @@ private:
   bool m_midLine = false; // the line written last has no end
 };
 
-// The sink for the value of ZEP_TRACE_FILE, or null when nothing can be written there. A file that
-// cannot be opened is reported on the standard error, once.
-std::shared_ptr<TraceSink> OpenTraceSink(const std::string& path);
+// The sink for the value of ZEP_TRACE_FILE and records of that form, or null when nothing can be written
+// there. A file that cannot be opened is reported on the standard error, once.
+std::shared_ptr<TraceSink> OpenTraceSink(const std::string& path, TraceForm form);
 
 } // namespace zep

@@ -1,12 +1,12 @@
 #include "ZEPTraceSwitch.h"
 
+#include "ZEPTraceText.h"
+
 #include <algorithm>
 
 namespace zep {
 
 namespace {
-
-constexpr std::string_view kDefaultGroup = "default";
 
 char LowerAscii(char character) {
   return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
@@ -43,7 +43,7 @@ void AddItem(TraceSwitch& wanted, std::string_view item) {
 } // namespace
 
 bool TraceSwitch::Selects(std::string_view className, std::string_view traceGroup) const {
-  const std::string_view group = traceGroup.empty() ? kDefaultGroup : traceGroup;
+  const std::string_view group = traceGroup.empty() ? std::string_view(kTraceDefaultGroup) : traceGroup;
   return everything || std::ranges::any_of(names, [&](const std::string& name) {
            return SameName(name, className) || SameName(name, group);
          });

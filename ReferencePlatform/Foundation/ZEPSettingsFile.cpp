@@ -16,6 +16,7 @@ namespace zep {
 namespace {
 
 constexpr std::size_t kMostBytes = 1024 * 1024;
+constexpr std::size_t kPieceBytes = 16 * 1024; // read at once
 constexpr std::size_t kMostDots = 2000;
 
 class OpenFile {
@@ -50,22 +51,21 @@ std::optional<SettingsProblem> WrongKind(const struct stat& info) {
   return std::nullopt;
 }
 
-// Up to one byte more than a settings file may have, whatever size the file claims to be.
+// The whole file, or a little more than a settings file may have, whatever size the file claims to be.
 std::variant<std::string, SettingsProblem> ReadUpToLimit(int descriptor) {
-  std::string content(kMostBytes + 1, '\0');
-  std::size_t size = 0;
-  while (size < content.size()) {
-    const auto count = ::read(descriptor, content.data() + size, content.size() - size);
+  std::string content;
+  while (content.size() <= kMostBytes) {
+    const std::size_t size = content.size();
+    content.resize(size + kPieceBytes);
+    const auto count = ::read(descriptor, content.data() + size, kPieceBytes);
+    if (count < 0 && errno != EINTR) {
+      return SystemProblem("cannot be read", errno);
+    }
+    content.resize(size + (count > 0 ? static_cast<std::size_t>(count) : 0));
     if (count == 0) {
       break;
     }
-    if (count > 0) {
-      size += static_cast<std::size_t>(count);
-    } else if (errno != EINTR) {
-      return SystemProblem("cannot be read", errno);
-    }
   }
-  content.resize(size);
   return content;
 }
 

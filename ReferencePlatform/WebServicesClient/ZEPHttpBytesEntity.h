@@ -15,11 +15,7 @@ public:
   explicit HttpBytesEntity(SharedBytes bytes) : m_bytes(std::move(bytes)) {}
 
   long GetContent(ZEPOmxSP<ZEPIOmxInputStream>& oStream) override {
-    const ZEPOmxSP<MemoryStream> stream = CreateOrNull<MemoryStream>(m_bytes);
-    if (stream.IsNull()) {
-      return E_OUTOFMEMORY;
-    }
-    oStream = stream;
+    oStream = CreateOmx<MemoryStream>(m_bytes);
     return S_OK;
   }
 

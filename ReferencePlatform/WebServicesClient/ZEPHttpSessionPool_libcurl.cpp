@@ -1,5 +1,6 @@
 #include "ZEPHttpSessionPool_libcurl.h"
 
+#include <poll.h>
 #include <pthread.h>
 
 #include <algorithm>
@@ -15,17 +16,44 @@ namespace zep {
 namespace {
 
 constexpr std::size_t kMaxIdleSessions = 8;
-constexpr long kMaxConnectionsOfSession = 4;
+constexpr long kMaxConnectionsOfSession = 1; // its state is looked at before it is used again
 
 std::atomic<HttpSessionPool*> g_pool = nullptr; // null before the first use and after the last
 
 } // namespace
 
-HttpSession::HttpSession() : m_multi(curl_multi_init()), m_easy(curl_easy_init()) {
-  if (!m_multi || !m_easy) {
+HttpEasyHandle MakeHttpEasyHandle() {
+  HttpEasyHandle easy(curl_easy_init());
+  if (!easy) {
     throw std::bad_alloc();
   }
-  curl_multi_setopt(m_multi.get(), CURLMOPT_MAXCONNECTS, kMaxConnectionsOfSession);
+  return easy;
+}
+
+HttpSession::HttpSession() {
+  Begin();
+}
+
+void HttpSession::Begin() {
+  std::unique_ptr<CURLM, HttpMultiDeleter> multi(curl_multi_init());
+  if (!multi) {
+    throw std::bad_alloc();
+  }
+  curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, kMaxConnectionsOfSession);
+  m_kept = CURL_SOCKET_BAD;
+  m_multi = std::move(multi);
+}
+
+void HttpSession::NoteKeptConnection(CURL* easy) {
+  m_kept = CURL_SOCKET_BAD;
+  curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &m_kept);
+}
+
+void HttpSession::DropSoiledConnection() {
+  pollfd kept = {m_kept, POLLIN, 0};
+  if (m_kept != CURL_SOCKET_BAD && poll(&kept, 1, 0) != 0) {
+    Begin();
+  }
 }
 
 HttpSessionPool& HttpSessionPool::Instance() {

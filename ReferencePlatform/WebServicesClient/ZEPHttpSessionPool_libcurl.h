@@ -9,26 +9,36 @@
 
 namespace zep {
 
-// What one transfer needs of libcurl. The open connections belong to the multi handle and outlive
-// the transfer.
+struct HttpMultiDeleter {
+  void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+};
+struct HttpEasyDeleter {
+  void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+};
+
+// One transfer. Never used for a second one, not even after a reset: libcurl 7.88 keeps a pointer to a
+// freed header of the first, and a server can make it write there.
+using HttpEasyHandle = std::unique_ptr<CURL, HttpEasyDeleter>;
+HttpEasyHandle MakeHttpEasyHandle(); // throws std::bad_alloc
+
+// What outlives a transfer: the open connection.
 class HttpSession {
 public:
   HttpSession(); // throws std::bad_alloc
 
   CURLM* Multi() const { return m_multi.get(); }
-  CURL* Easy() const { return m_easy.get(); }
+
+  // Of a transfer that is over. REQUIRES: the handle still belongs to the multi handle.
+  void NoteKeptConnection(CURL* easy);
+  // Closes the kept connection where there is something to read, or its end, though nothing was asked
+  // on it: libcurl would take the rest of an earlier answer for the next one. Throws std::bad_alloc.
+  void DropSoiledConnection();
 
 private:
-  struct MultiDeleter {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
-  };
-  struct EasyDeleter {
-    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
-  };
+  void Begin();
 
-  // In this order: the easy handle has to go first.
-  std::unique_ptr<CURLM, MultiDeleter> m_multi;
-  std::unique_ptr<CURL, EasyDeleter> m_easy;
+  std::unique_ptr<CURLM, HttpMultiDeleter> m_multi;
+  curl_socket_t m_kept = CURL_SOCKET_BAD;
 };
 
 // Sessions between transfers, with their connections. A session is used by one thread at a time; a
@@ -63,8 +73,8 @@ public:
   BorrowedHttpSession(const BorrowedHttpSession&) = delete;
   BorrowedHttpSession& operator=(const BorrowedHttpSession&) = delete;
 
-  const HttpSession& operator*() const { return *m_session; }
-  const HttpSession* operator->() const { return m_session.get(); }
+  HttpSession& operator*() const { return *m_session; }
+  HttpSession* operator->() const { return m_session.get(); }
 
 private:
   std::unique_ptr<HttpSession> m_session;

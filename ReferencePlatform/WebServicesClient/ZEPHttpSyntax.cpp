@@ -11,19 +11,11 @@ char LowerAscii(char character) {
   return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
 }
 
-bool IsControl(char character) {
-  return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
-}
-
 bool IsTokenCharacter(char character) {
   const char lower = LowerAscii(character);
   constexpr std::string_view marks = "!#$%&'*+-.^_`|~";
   return (lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9') ||
          marks.find(character) != std::string_view::npos;
-}
-
-bool IsToken(std::string_view text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), IsTokenCharacter);
 }
 
 // They say where the message ends, who it is for, and what becomes of the connection.
@@ -33,15 +25,6 @@ bool IsTransportHeader(std::string_view name) {
       "Trailer",    "Transfer-Encoding", "Upgrade"};
   return std::any_of(names.begin(), names.end(),
                      [name](std::string_view known) { return EqualsIgnoringAsciiCase(name, known); });
-}
-
-std::string_view WithoutBlanksAround(std::string_view text) {
-  constexpr std::string_view blanks = " \t";
-  const std::size_t first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) {
-    return {};
-  }
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
 std::string PercentEncoded(std::string_view text) {
@@ -59,6 +42,23 @@ std::string PercentEncoded(std::string_view text) {
 }
 
 } // namespace
+
+bool IsControl(char character) {
+  return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+}
+
+bool IsToken(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), IsTokenCharacter);
+}
+
+std::string_view WithoutBlanksAround(std::string_view text) {
+  constexpr std::string_view blanks = " \t";
+  const std::size_t first = text.find_first_not_of(blanks);
+  if (first == std::string_view::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
 
 bool EqualsIgnoringAsciiCase(std::string_view left, std::string_view right) {
   return std::equal(left.begin(), left.end(), right.begin(), right.end(),

@@ -25,5 +25,8 @@ std::string PrepareUrl(std::string_view url, std::string& oUrl);
 std::string PrepareHeader(std::string_view name, std::string_view value, HttpHeader& oHeader);
 
 bool EqualsIgnoringAsciiCase(std::string_view left, std::string_view right);
+bool IsControl(char character);
+bool IsToken(std::string_view text);
+std::string_view WithoutBlanksAround(std::string_view text); // blanks and tabs
 
 } // namespace zep

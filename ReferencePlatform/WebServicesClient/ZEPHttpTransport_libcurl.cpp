@@ -1,6 +1,7 @@
 #include "ZEPEnvironment.h"
 #include "ZEPHResult.h"
 #include "ZEPHttpFailure.h"
+#include "ZEPHttpHeadWatch.h"
 #include "ZEPHttpLimits.h"
 #include "ZEPHttpSessionPool_libcurl.h"
 #include "ZEPHttpTransport.h"
@@ -110,6 +111,15 @@ HeaderList MakeHeaderList(const HttpRequest& request) {
   return list;
 }
 
+std::string_view WithoutLineEnd(std::string_view line) {
+  for (const char end : {'\n', '\r'}) {
+    if (line.ends_with(end)) {
+      line.remove_suffix(1);
+    }
+  }
+  return line;
+}
+
 // One request on its way, and what has come back of the answer. The callbacks say in `m_problem`
 // why they ended the transfer.
 class Transfer {
@@ -154,6 +164,7 @@ public:
 
   // Whether a whole head has come; libcurl is content with part of one.
   bool HasAnswer() const { return m_isHeadComplete; }
+  bool IsInHead() const { return m_sendCount > 0 && !m_isHeadComplete; }
   bool IsOutOfMemory() const { return m_isOutOfMemory; }
   const char* Problem() const { return m_problem; } // null: none of ours
   HttpAnswer& Answer() { return m_answer; }
@@ -191,11 +202,17 @@ private:
       m_problem = "the head of the answer is longer than 256 KiB";
       return false;
     }
+    line = WithoutLineEnd(line);
     if (m_isHeadComplete) {
-      return true; // a trailer behind a chunked body
+      m_problem = HttpHeadWatch::ReadTrailer(line);
+    } else {
+      m_problem = m_headWatch.Read(line);
+      KeepHeaderLine(line);
     }
-    const std::size_t length = line.find_last_not_of("\r\n") + 1;
-    line = line.substr(0, length);
+    return m_problem == nullptr;
+  }
+
+  void KeepHeaderLine(std::string_view line) {
     if (line.empty()) {
       // An interim answer is followed by the head of the next one.
       m_isHeadComplete = Status() >= 200;
@@ -207,7 +224,6 @@ private:
     } else {
       m_answer.headerLines.emplace_back(line);
     }
-    return true;
   }
 
   bool AddToBody(std::string_view bytes) {
@@ -250,6 +266,7 @@ private:
   Clock::time_point m_lastProgress = Clock::now();
   curl_off_t m_movedBytes = 0;
   std::size_t m_headBytes = 0; // of interim answers and trailers too
+  HttpHeadWatch m_headWatch;
   bool m_isInHead = false;
   bool m_isHeadComplete = false;
   bool m_isOutOfMemory = false;
@@ -370,15 +387,21 @@ CURLcode RunToEnd(CURLM* multi, Transfer& transfer) {
   }
 }
 
-CURLcode Perform(const HttpSession& session, Transfer& transfer) {
+CURLcode Perform(HttpSession& session, CURL* easy, Transfer& transfer) {
   const BrokenPipeSignalBlock noSignal;
-  if (curl_multi_add_handle(session.Multi(), session.Easy()) != CURLM_OK) {
+  if (curl_multi_add_handle(session.Multi(), easy) != CURLM_OK) {
     return CURLE_FAILED_INIT;
   }
   const CURLcode code = RunToEnd(session.Multi(), transfer);
+  session.NoteKeptConnection(easy);
   // Ends the connection of a transfer that has not come to its end.
-  curl_multi_remove_handle(session.Multi(), session.Easy());
+  curl_multi_remove_handle(session.Multi(), easy);
   return code;
+}
+
+// libcurl calls both by one name: no memory, and a line of more than its 100 KB.
+bool MayBeLongLine(CURLcode code, const Transfer& transfer) {
+  return code == CURLE_OUT_OF_MEMORY && transfer.IsInHead();
 }
 
 std::string FailureText(CURLcode code, const Transfer& transfer, const char* detail) {
@@ -391,6 +414,9 @@ std::string FailureText(CURLcode code, const Transfer& transfer, const char* det
   if (code == CURLE_FILESIZE_EXCEEDED) {
     return kBodyTooLong;
   }
+  if (MayBeLongLine(code, transfer)) {
+    return "a line in the head of the answer is too long, or there is not enough memory for it";
+  }
   std::string text = *detail == '\0' ? curl_easy_strerror(code) : detail;
   if (code == CURLE_PEER_FAILED_VERIFICATION) {
     text += " (ZEP_CA_FILE can name a file with an additional authority)";
@@ -399,7 +425,7 @@ std::string FailureText(CURLcode code, const Transfer& transfer, const char* det
 }
 
 long ResultCode(CURLcode code, const Transfer& transfer) {
-  if (code == CURLE_OUT_OF_MEMORY || transfer.IsOutOfMemory()) {
+  if (transfer.IsOutOfMemory() || (code == CURLE_OUT_OF_MEMORY && !MayBeLongLine(code, transfer))) {
     return E_OUTOFMEMORY;
   }
   return code == CURLE_URL_MALFORMAT ? E_INVALIDARG : E_FAIL;
@@ -415,18 +441,19 @@ long SendChecked(const HttpRequest& request, HttpAnswer& oAnswer) {
   const BorrowedHttpSession session; // first: libcurl may not be initialised before
   const HeaderList headers = MakeHeaderList(request);
   std::array<char, CURL_ERROR_SIZE> detail = {};
-  Transfer transfer(request, limits, session->Easy());
+  session->DropSoiledConnection();
+  const HttpEasyHandle easy = MakeHttpEasyHandle();
+  Transfer transfer(request, limits, easy.get());
 
-  curl_easy_reset(session->Easy());
-  Options options(session->Easy());
+  Options options(easy.get());
   options.Set(CURLOPT_ERRORBUFFER, detail.data());
   SetConnectionOptions(options, request, limits);
   SetRequestOptions(options, request, headers);
   SetCallbacks(options, transfer);
-  const CURLcode code = options.Result() == CURLE_OK ? Perform(*session, transfer) : options.Result();
+  const CURLcode code =
+      options.Result() == CURLE_OK ? Perform(*session, easy.get(), transfer) : options.Result();
   long status = 0;
-  curl_easy_getinfo(session->Easy(), CURLINFO_RESPONSE_CODE, &status);
-  curl_easy_reset(session->Easy()); // forgets the addresses of what ends here
+  curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
 
   if (code != CURLE_OK || !transfer.HasAnswer()) {
     return ReportHttpFailure(ResultCode(code, transfer), request.verb + " " + request.url + ": " +

@@ -2,19 +2,15 @@
 
 #include "ZEPOmxSP.h"
 
-#include <new>
 #include <utility>
 
 namespace zep {
 
-// A new object, or null when there is no memory for it.
+// A new object. Without memory for it std::bad_alloc, not null: a request whose body is missing for
+// that reason must not be sent.
 template <class Object, class... Arguments>
-ZEPOmxSP<Object> CreateOrNull(Arguments&&... arguments) {
-  try {
-    return ZEPOmxSP<Object>(new Object(std::forward<Arguments>(arguments)...));
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+ZEPOmxSP<Object> CreateOmx(Arguments&&... arguments) {
+  return ZEPOmxSP<Object>(new Object(std::forward<Arguments>(arguments)...));
 }
 
 } // namespace zep

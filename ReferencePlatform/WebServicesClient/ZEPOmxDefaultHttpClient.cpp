@@ -96,5 +96,5 @@ public:
 } // namespace
 
 ZEPOmxSP<ZEPOmxDefaultHttpClient> ZEPOmxDefaultHttpClient::Create(int iFlag) {
-  return iFlag == 0 ? ZEPOmxSP<ZEPOmxDefaultHttpClient>(zep::CreateOrNull<HttpClient>()) : nullptr;
+  return iFlag == 0 ? ZEPOmxSP<ZEPOmxDefaultHttpClient>(zep::CreateOmx<HttpClient>()) : nullptr;
 }

@@ -4,5 +4,5 @@
 #include "ZEPOmxHttpRequestData.h"
 
 ZEPOmxSP<ZEPOmxHttpGet> ZEPOmxHttpGet::Create(const ZEPUnicodeString& iUrl) {
-  return zep::CreateOrNull<zep::HttpObjectRequest<ZEPOmxHttpGet>>("GET", iUrl);
+  return zep::CreateOmx<zep::HttpObjectRequest<ZEPOmxHttpGet>>("GET", iUrl);
 }

@@ -4,5 +4,5 @@
 #include "ZEPOmxHttpRequestData.h"
 
 ZEPOmxSP<ZEPOmxHttpPost> ZEPOmxHttpPost::Create(const ZEPUnicodeString& iUrl) {
-  return zep::CreateOrNull<zep::HttpObjectEntityRequest<ZEPOmxHttpPost>>("POST", iUrl);
+  return zep::CreateOmx<zep::HttpObjectEntityRequest<ZEPOmxHttpPost>>("POST", iUrl);
 }

@@ -4,5 +4,5 @@
 #include "ZEPOmxHttpRequestData.h"
 
 ZEPOmxSP<ZEPOmxHttpPut> ZEPOmxHttpPut::Create(const ZEPUnicodeString& iUrl) {
-  return zep::CreateOrNull<zep::HttpObjectEntityRequest<ZEPOmxHttpPut>>("PUT", iUrl);
+  return zep::CreateOmx<zep::HttpObjectEntityRequest<ZEPOmxHttpPut>>("PUT", iUrl);
 }

@@ -4,6 +4,7 @@
 #include "ZEPHResult.h"
 #include "ZEPXMLCreation.h"
 #include "ZEPXMLDocument_libxml2.h"
+#include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLInputSource.h"
 #include "ZEPXMLResult.h"
 #include "ZEPXMLSession_libxslt.h"
@@ -51,8 +52,11 @@ bool NamesUnknownEncoding(xsltStylesheetPtr stylesheet, std::string& message) {
 zep::XSLTStylesheet Compiled(zep::XMLSession& session, const zep::StylesheetText& text,
                              std::string& message) {
   zep::XMLDocument document = zep::ParseStylesheet(session, text);
-  zep::XSLTStylesheet stylesheet(document == nullptr ? nullptr : xsltParseStylesheetDoc(document.get()));
+  zep::XSLTStylesheet stylesheet(document == nullptr ? nullptr : xsltNewStylesheet());
   if (stylesheet != nullptr) {
+    zep::LimitExpressionDepth(session, *stylesheet->xpathCtxt);
+  }
+  if (stylesheet != nullptr && xsltParseStylesheetUser(stylesheet.get(), document.get()) == 0) {
     static_cast<void>(document.release()); // belongs to the stylesheet now
     if (!session.HasFailed() && !NamesUnknownEncoding(stylesheet.get(), message)) {
       return stylesheet;

@@ -12,8 +12,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -39,6 +41,7 @@ struct ParseJob {
   const char* url; // names the document in messages, and is the base of what it includes
   bool isUTF8;     // whatever the document says of itself
   DocumentType documentType;
+  bool isStylesheet;
   int options;
   BlankText blankText = {};
 };
@@ -52,6 +55,14 @@ constexpr int kMaxEntityReferences = 10'000; // each costs as much as the text b
 constexpr int kMaxStylesheetDocuments = 200;
 // What a compilation, which nothing ends, takes at the most of memory for each byte of text.
 constexpr std::size_t kCompiledFactor = 40;
+// libxml2 compares each attribute of an element with all others, and looks for a namespace among all
+// that are in scope.
+constexpr int kMaxAttributes = 1'000;
+constexpr int kMaxNamespaces = 1'000;
+// libxslt lists, for each element of a stylesheet, the namespaces in scope, and compares them in pairs.
+constexpr std::size_t kMaxNamespacePairs = 100'000'000;
+// It keeps these in lists that it goes through for each new one.
+constexpr std::size_t kMaxDeclarations = 10'000;
 
 XMLSession& Session() {
   return *XMLSession::Current();
@@ -108,6 +119,23 @@ void OnAttributeDeclaration(void*, const xmlChar*, const xmlChar*, int, int, con
   Session().Fail("attribute declarations in a document type are refused");
 }
 
+bool HasTooMany(const xmlParserCtxt& parser, int attributeCount) {
+  if (attributeCount > kMaxAttributes) {
+    Session().Fail("an element with more than 1000 attributes is refused");
+  } else if (parser.nsNr / 2 > kMaxNamespaces) {
+    Session().Fail("more than 1000 namespaces in scope are refused");
+  }
+  return Session().HasFailed();
+}
+
+void CountNamespacePairs(const xmlParserCtxt& parser) {
+  const auto inScope = static_cast<std::size_t>(parser.nsNr / 2);
+  Session().namespacePairs += inScope * inScope;
+  if (Session().namespacePairs > kMaxNamespacePairs) {
+    Session().Fail("the stylesheet has too many elements in the scope of too many namespaces");
+  }
+}
+
 void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                     int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaultedCount,
                     const xmlChar** attributes) {
@@ -115,6 +143,12 @@ void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, c
   if (parser->nodeNr >= static_cast<int>(Session().Limits().maxDepth)) {
     Session().Fail("the elements are nested too deeply");
     return;
+  }
+  if (HasTooMany(*parser, attributeCount)) {
+    return;
+  }
+  if (JobOf(context).isStylesheet) {
+    CountNamespacePairs(*parser);
   }
   JobOf(context).blankText.count = 0;
   xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
@@ -210,6 +244,38 @@ XMLParser MakeParser(XMLSession& session, xmlDictPtr dictionary) {
   return parser;
 }
 
+// The bytes are given out in pieces: between two of them there is a look at the clock, and at how many
+// attributes the parser has collected for an element that it has not yet told of.
+constexpr int kPieceBytes = 16384;
+constexpr int kValuesOfAttribute = 5; // in the parser's table, which doubles when it is full
+constexpr int kMostRoomForAttributes = 4 * kMaxAttributes;
+
+struct ByteReader {
+  XMLSession& session;
+  xmlParserCtxtPtr parser;
+  std::string_view rest;
+};
+
+// Called from C.
+int ReadPiece(void* context, char* buffer, int size) {
+  ByteReader& reader = *static_cast<ByteReader*>(context);
+  xmlParserCtxt& parser = *reader.parser;
+  reader.session.SetParser(nullptr); // stopping it would free what it is reading into
+  reader.session.CheckTime();
+  const int room = parser.maxatts / kValuesOfAttribute;
+  const bool isOver = HasTooMany(parser, room > kMostRoomForAttributes ? room : 0);
+  reader.session.SetParser(&parser);
+  if (isOver) {
+    parser.disableSAX = 1;
+    parser.wellFormed = 0;
+    return -1;
+  }
+  const std::string_view piece = reader.rest.substr(0, static_cast<std::size_t>(std::min(size, kPieceBytes)));
+  std::memcpy(buffer, piece.data(), piece.size());
+  reader.rest.remove_prefix(piece.size());
+  return static_cast<int>(piece.size());
+}
+
 // No encoding is named to the parser, which would then convert UTF-8 to UTF-8.
 XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, ParseJob job) {
   if (job.bytes.size() > INT_MAX) {
@@ -222,8 +288,9 @@ XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, ParseJob jo
   parser->_private = &job;
   parser->options = 0; // otherwise those of the last document would stay
   const int options = job.options | (job.isUTF8 ? XML_PARSE_IGNORE_ENC : 0);
-  XMLDocument document(xmlCtxtReadMemory(parser, job.bytes.data(), static_cast<int>(job.bytes.size()),
-                                         job.url, nullptr, options));
+  session.readBytes += job.bytes.size();
+  ByteReader reader{session, parser, job.bytes};
+  XMLDocument document(xmlCtxtReadIO(parser, ReadPiece, nullptr, &reader, job.url, nullptr, options));
   parser->_private = nullptr;
   if (session.HasFailed()) {
     document.reset(); // a stopped parser may still give what it had
@@ -287,6 +354,18 @@ std::optional<std::string> RealPath(const std::string& path) {
   return real == nullptr ? std::nullopt : std::optional<std::string>(real.get());
 }
 
+bool IsBelow(const std::string& path, const std::string& folder) {
+  return !folder.empty() && path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0 &&
+         (folder == "/" || path[folder.size()] == '/');
+}
+
+// With symbolic links followed as far as it exists.
+std::string WhereItWouldBe(const std::string& path) {
+  std::error_code fault;
+  const std::filesystem::path where = std::filesystem::weakly_canonical(path, fault);
+  return fault ? std::string() : where.string();
+}
+
 // Adds at most `limit` bytes of a regular file to `bytes`. Null, or why it cannot.
 const char* ReadAll(int descriptor, std::size_t limit, std::string& bytes) {
   std::array<char, 16384> piece;
@@ -305,9 +384,17 @@ const char* ReadAll(int descriptor, std::size_t limit, std::string& bytes) {
   }
 }
 
-// Null, or why the file cannot be had.
-const char* ReadFile(const ZEPUnicodeString& path, std::size_t limit, StylesheetText& file) {
+constexpr char kOutside[] = "a stylesheet may include only files in its own folder or below";
+
+// Null, or why the file cannot be had. What is not below `folder`, where there is one, is not opened, and
+// nobody is told whether it exists.
+const char* ReadFile(const ZEPUnicodeString& path, std::size_t limit, StylesheetText& file,
+                     const std::string& folder = {}) {
   const std::optional<FoundFile> found = FindFile(path);
+  const std::string place = found ? found->path : std::string(path.ConvertToChar());
+  if (!folder.empty() && !IsBelow(WhereItWouldBe(place), folder)) {
+    return kOutside;
+  }
   if (!found) {
     return "the file does not exist";
   }
@@ -320,9 +407,10 @@ const char* ReadFile(const ZEPUnicodeString& path, std::size_t limit, Stylesheet
   return descriptor.Get() < 0 ? "the file cannot be opened" : ReadAll(descriptor.Get(), limit, file.bytes);
 }
 
-std::optional<StylesheetText> LoadFile(XMLSession& session, const ZEPUnicodeString& path, std::size_t limit) {
+std::optional<StylesheetText> LoadFile(XMLSession& session, const ZEPUnicodeString& path, std::size_t limit,
+                                       const std::string& folder = {}) {
   StylesheetText file;
-  if (const char* const fault = ReadFile(path, limit, file)) {
+  if (const char* const fault = ReadFile(path, limit, file, folder)) {
     session.Fail(fault);
     return std::nullopt;
   }
@@ -343,11 +431,6 @@ std::optional<std::string> ToPath(const char* uri) {
   }
   const std::unique_ptr<char, void (*)(void*)> path(xmlURIUnescapeString(uri, 0, nullptr), xmlFree);
   return path == nullptr ? std::nullopt : std::optional<std::string>(path.get());
-}
-
-bool IsBelow(const std::string& path, const std::string& folder) {
-  return !folder.empty() && path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0 &&
-         (folder == "/" || path[folder.size()] == '/');
 }
 
 // ---- refused instructions ----------------------------------------------------------------------
@@ -414,8 +497,32 @@ bool HasTooManyParts(const xmlNode& element) {
   return false;
 }
 
+bool IsTopLevel(const xmlNode& node) {
+  return node.type == XML_ELEMENT_NODE && node.parent != nullptr && node.parent->type == XML_ELEMENT_NODE &&
+         node.parent->parent != nullptr && node.parent->parent->type == XML_DOCUMENT_NODE;
+}
+
+// Each alternative of a pattern counts as a template of its own.
+std::size_t CountAlternatives(const xmlNode& element) {
+  const std::unique_ptr<xmlChar, void (*)(void*)> pattern(
+      xmlGetNoNsProp(&element, reinterpret_cast<const xmlChar*>("match")), [](void* text) { xmlFree(text); });
+  const std::string_view text = pattern == nullptr ? "" : Text(pattern.get());
+  return 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), '|'));
+}
+
+bool HasTooManyDeclarations(XMLSession& session, const xmlNode& node) {
+  if (IsTopLevel(node)) {
+    session.declarations += CountAlternatives(node);
+  }
+  return session.declarations > kMaxDeclarations;
+}
+
 bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
   for (const xmlNode* node = xmlDocGetRootElement(&document); node != nullptr; node = NextInDocument(node)) {
+    if (HasTooManyDeclarations(session, *node)) {
+      session.Fail("a stylesheet with more than 10000 top-level elements is refused");
+      return true;
+    }
     if (HasTooManyParts(*node)) {
       session.Fail("an attribute with more than 64 expressions is refused");
       return true;
@@ -450,7 +557,8 @@ XMLDocument ParseStylesheetFile(XMLSession& session, const StylesheetText& file,
   ++session.stylesheetDocuments;
   const std::string url = ToURI(file.name);
   return ParseStylesheetBytes(
-      session, {file.bytes, url.c_str(), false, DocumentType::PlainEntities, kStylesheetOptions}, dictionary);
+      session, {file.bytes, url.c_str(), false, DocumentType::PlainEntities, true, kStylesheetOptions},
+      dictionary);
 }
 
 } // namespace
@@ -462,7 +570,7 @@ XMLDocument XMLExpressionParser::ParseText(XMLSession& session, const XMLInputSo
         LoadFile(session, source.Content(), session.Limits().maxExpressionBytes);
     return !file ? nullptr
                  : ParseBytes(session, m_parser.get(),
-                              {file->bytes, url, false, DocumentType::Refused, kExpressionOptions});
+                              {file->bytes, url, false, DocumentType::Refused, false, kExpressionOptions});
   }
   if (!IsWellFormed(session, source.Content())) {
     return nullptr;
@@ -472,8 +580,9 @@ XMLDocument XMLExpressionParser::ParseText(XMLSession& session, const XMLInputSo
     session.Fail("the expression is larger than ZEP_XSLT_MAX_EXPRESSION_BYTES allows");
     return nullptr;
   }
-  return ParseBytes(session, m_parser.get(),
-                    {{text.Bytes(), text.ByteCount()}, url, true, DocumentType::Refused, kExpressionOptions});
+  return ParseBytes(
+      session, m_parser.get(),
+      {{text.Bytes(), text.ByteCount()}, url, true, DocumentType::Refused, false, kExpressionOptions});
 }
 
 XMLDocument XMLExpressionParser::Parse(XMLSession& session, const XMLInputSource& source) {
@@ -519,7 +628,8 @@ XMLDocument ParseStylesheet(XMLSession& session, const StylesheetText& text) {
   }
   ++session.stylesheetDocuments;
   return ParseStylesheetBytes(
-      session, {text.bytes, text.name.c_str(), true, DocumentType::Refused, kStylesheetOptions}, nullptr);
+      session, {text.bytes, text.name.c_str(), true, DocumentType::Refused, true, kStylesheetOptions},
+      nullptr);
 }
 
 bool IsUnchanged(const XMLLimits& limits, const IncludedText& included) {
@@ -530,7 +640,7 @@ bool IsUnchanged(const XMLLimits& limits, const IncludedText& included) {
 xmlDocPtr ParseIncludedStylesheet(XMLSession& session, const char* uri, xmlDictPtr dictionary) {
   const std::optional<std::string> path = ToPath(uri);
   if (!path) {
-    session.Fail("a stylesheet may include only files in its own folder or below");
+    session.Fail(kOutside);
     return nullptr;
   }
   if (session.includeFolder.empty()) {
@@ -541,12 +651,9 @@ xmlDocPtr ParseIncludedStylesheet(XMLSession& session, const char* uri, xmlDictP
     session.Fail("a stylesheet may include at most 200 others");
     return nullptr;
   }
-  std::optional<StylesheetText> file = LoadFile(session, path->c_str(), session.Limits().maxStylesheetBytes);
+  std::optional<StylesheetText> file =
+      LoadFile(session, path->c_str(), session.Limits().maxStylesheetBytes, session.includeFolder);
   if (!file) {
-    return nullptr;
-  }
-  if (!IsBelow(file->name, session.includeFolder)) {
-    session.Fail("a stylesheet may include only files in its own folder or below");
     return nullptr;
   }
   session.included.push_back({*path, std::move(*file)});

@@ -3,6 +3,7 @@
 #include "ZEPXMLInstructions_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -278,6 +279,11 @@ xmlXPathFunction FindFunction(void* /*transformation*/, const xmlChar* name, con
   return nullptr;
 }
 
+// libxml2 counts up to its own limit, which takes more stack than a small thread has. Each operator
+// counts one where it is evaluated, each parenthesis ten where it is read.
+constexpr int kDepthOfLibxml2 = 5'000;
+constexpr std::size_t kStackBytesOfLevel = 256;
+
 xmlXPathObjectPtr FindVariable(void* transformation, const xmlChar* name, const xmlChar* uri) {
   XMLSession& session = *XMLSession::Current();
   session.CheckUse();
@@ -285,6 +291,11 @@ xmlXPathObjectPtr FindVariable(void* transformation, const xmlChar* name, const 
 }
 
 } // namespace
+
+void LimitExpressionDepth(const XMLSession& session, xmlXPathContext& xpath) {
+  const std::size_t levels = session.StackReserve() / kStackBytesOfLevel;
+  xpath.depth = kDepthOfLibxml2 - static_cast<int>(std::min<std::size_t>(levels, kDepthOfLibxml2));
+}
 
 void WatchFunctions(xsltTransformContextPtr transformation) {
   xmlXPathContextPtr xpath = transformation->xpathCtxt;

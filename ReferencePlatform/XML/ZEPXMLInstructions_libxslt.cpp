@@ -116,7 +116,54 @@ void WatchCopy(XMLSession& session, const xmlNode& instruction, xmlNodePtr curre
   }
 }
 
+// ---- sorting -----------------------------------------------------------------------------------
+
+// Makes each key as libxslt is going to, but one at a time, and looks at what that takes.
+void WeighKeys(XMLSession& session, const xsltStylePreComp& sort, const xmlNodeSet& nodes) {
+  xsltTransformContext& transformation = *session.Transformation();
+  xmlXPathContext& xpath = *transformation.xpathCtxt;
+  const xmlNodePtr outerNode = transformation.node;
+  const int outerPosition = xpath.proximityPosition;
+  const int outerSize = xpath.contextSize;
+  for (int i = 0; i < nodes.nodeNr && !session.HasFailed(); ++i) {
+    transformation.node = nodes.nodeTab[i];
+    xpath.proximityPosition = i + 1;
+    xpath.contextSize = nodes.nodeNr;
+    const XPathObject key = Selected(&transformation, sort, nodes.nodeTab[i]);
+    const std::unique_ptr<xmlChar, void (*)(void*)> text(xmlXPathCastToString(key.get()),
+                                                         [](void* made) { xmlFree(made); });
+    session.CountText(text == nullptr ? 0 : std::strlen(reinterpret_cast<const char*>(text.get())));
+    session.CheckUse();
+  }
+  transformation.node = outerNode;
+  xpath.proximityPosition = outerPosition;
+  xpath.contextSize = outerSize;
+}
+
+// The keys of few nodes of a small document cannot become large.
+constexpr std::size_t kNodesSortedUnweighed = 1'000;
+constexpr std::size_t kBytesSortedUnweighed = std::size_t{16} << 20;
+
+bool AreSmall(const XMLSession& session, const xmlNodeSet& nodes) {
+  const auto count = static_cast<std::size_t>(nodes.nodeNr);
+  return count <= kNodesSortedUnweighed && count * session.TextBytes() <= kBytesSortedUnweighed;
+}
+
 } // namespace
+
+void SortWatched(xsltTransformContextPtr transformation, xmlNodePtr* sorts, int count) {
+  XMLSession& session = *XMLSession::Current();
+  const xmlNodeSet* const nodes = transformation->nodeList;
+  for (int i = 0; i < count && nodes != nullptr && !AreSmall(session, *nodes); ++i) {
+    const auto* const sort = static_cast<const xsltStylePreComp*>(sorts[i]->psvi);
+    if (sort != nullptr && sort->comp != nullptr) {
+      WeighKeys(session, *sort, *nodes);
+    }
+  }
+  if (!session.HasFailed()) {
+    xsltDefaultSortFunction(transformation, sorts, count);
+  }
+}
 
 void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr current) {
   session.WatchWrittenText();

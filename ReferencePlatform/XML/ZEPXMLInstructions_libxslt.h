@@ -15,4 +15,7 @@ void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr cu
 // walked through: libxslt does either by recursion, and without looking up.
 void WatchTree(XMLSession& session, const xmlNodeSet* nodes);
 
+// libxslt's sorting, which makes the keys of all nodes in one go, once it is known what they take.
+void SortWatched(xsltTransformContextPtr transformation, xmlNodePtr* sorts, int count);
+
 } // namespace zep

@@ -41,9 +41,15 @@ void OnFreedNode(xmlNodePtr node) {
   }
 }
 
-bool IsOperationLimit(const xmlError& error) {
-  return error.domain == XML_FROM_XPATH &&
-         error.code == int{XML_XPATH_EXPRESSION_OK} + int{XPATH_OP_LIMIT_EXCEEDED};
+bool IsOf(const xmlError& error, xmlXPathError kind) {
+  return error.domain == XML_FROM_XPATH && error.code == int{XML_XPATH_EXPRESSION_OK} + int{kind};
+}
+
+constexpr char kTooManySteps[] = "the stylesheet takes more steps than ZEP_XSLT_TIMEOUT_MS allows";
+
+// Both libraries say so as bare text, too.
+bool TellsOfOperationLimit(const char* format) {
+  return std::strstr(format, "peration limit exceeded") != nullptr;
 }
 
 void OnNode(xmlNodePtr node) {
@@ -142,6 +148,10 @@ void XMLSession::RememberPlace() {
 }
 
 void XMLSession::AddMessage(const char* format, std::va_list arguments) {
+  if (TellsOfOperationLimit(format)) {
+    Fail(kTooManySteps);
+    return;
+  }
   RememberPlace();
   const std::size_t room = m_messages.size() - m_messageBytes;
   const int wanted = std::vsnprintf(m_messages.data() + m_messageBytes, room, format, arguments);
@@ -154,8 +164,12 @@ void XMLSession::AddError(const xmlError& error) {
   if (error.level < XML_ERR_ERROR) {
     return;
   }
-  if (IsOperationLimit(error)) {
-    Fail("the stylesheet takes more steps than ZEP_XSLT_TIMEOUT_MS allows");
+  if (IsOf(error, XPATH_OP_LIMIT_EXCEEDED)) {
+    Fail(kTooManySteps);
+    return;
+  }
+  if (IsOf(error, XPATH_RECURSION_LIMIT_EXCEEDED)) {
+    Fail("an expression, with the variables that it needs, is nested more deeply than the stack allows");
     return;
   }
   RememberPlace();
@@ -213,6 +227,12 @@ void XMLSession::CountText(std::size_t bytes) {
 void XMLSession::CheckTextSize(std::size_t bytes) {
   if (bytes > m_limits.maxTextBytes) {
     Fail("the stylesheet makes more text than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
+  }
+}
+
+void XMLSession::CheckTime() {
+  if (!HasFailed() && XMLQuickNow() > m_deadline) {
+    Fail("it takes longer to read than ZEP_XSLT_TIMEOUT_MS allows");
   }
 }
 

@@ -54,8 +54,12 @@ public:
   // may not.
   void ReserveMemory(std::size_t bytes) { m_memory.Reserve(bytes); }
   void CheckMemory(std::size_t bytes) { m_memory.Allows(bytes); }
+  // Time alone, while something is read.
+  void CheckTime();
   // Time and stack of a transformation.
   void CheckUse();
+  // Of the stack, when CheckUse() would no longer go on.
+  std::size_t StackReserve() const { return m_stack.Reserve(); }
   // Counts what was appended to the text that is being written.
   void WatchWrittenText();
 
@@ -65,12 +69,17 @@ public:
     CountUnfilledText();
     m_transformation = transformation;
   }
+  // No text that is made from another one is longer.
+  std::size_t TextBytes() const { return readBytes + m_madeTextBytes; }
   xsltTransformContextPtr Transformation() const { return m_transformation; }
 
   // Where a stylesheet may include from, with its real path: empty for nowhere.
   std::string includeFolder;
   std::size_t stylesheetBytes = 0; // of all its documents so far
+  std::size_t readBytes = 0;
   std::vector<IncludedText> included;
+  std::size_t namespacePairs = 0; // that its elements bring, squared
+  std::size_t declarations = 0;   // at the top level of its documents
   int stylesheetDocuments = 0;
   int entityReferences = 0;
 

@@ -2,6 +2,7 @@
 
 #include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLHooks_libxslt.h"
+#include "ZEPXMLInstructions_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <cstddef>
@@ -106,6 +107,7 @@ void ResetFields(xmlXPathContext& xpath, const xmlXPathContext& asNew) {
   xpath.function = asNew.function;
   xpath.functionURI = asNew.functionURI;
   xpath.opLimit = asNew.opLimit;
+  xpath.depth = asNew.depth;
   xpath.opCount = 0;
 }
 
@@ -136,6 +138,7 @@ bool XMLTransformation::MakeContext(XMLSession& session, xmlDocPtr document) {
   }
   m_context->debugStatus = XSLT_DEBUG_RUN; // has each instruction watched
   WatchFunctions(m_context.get());
+  xsltSetCtxtSortFunc(m_context.get(), SortWatched);
   // Byte by byte, with what is between the fields.
   std::memcpy(static_cast<void*>(&m_new->context), m_context.get(), sizeof m_new->context);
   std::memcpy(static_cast<void*>(&m_new->xpath), m_context->xpathCtxt, sizeof m_new->xpath);
@@ -186,6 +189,7 @@ xsltTransformContextPtr XMLTransformation::Prepare(XMLSession& session, xmlDocPt
   m_context->maxTemplateDepth = limits.maxTemplateDepth + 1; // ours comes first, with a better message
   m_context->opLimit = limits.maxOperations;
   m_context->xpathCtxt->opLimit = limits.maxOperations;
+  LimitExpressionDepth(session, *m_context->xpathCtxt);
   for (const auto& [name, value] : parameters) {
     if (xsltQuoteOneUserParam(m_context.get(), XMLText(name.c_str()), XMLText(value.c_str())) != 0) {
       session.Fail("a parameter cannot be set");

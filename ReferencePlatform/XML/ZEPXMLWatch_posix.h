@@ -18,6 +18,8 @@ public:
     return here >= m_lowest && here <= m_enough;
   }
 
+  std::size_t Reserve() const { return m_enough - m_lowest; }
+
 private:
   std::uintptr_t m_lowest = 1;
   std::uintptr_t m_enough = 0;

@@ -48,6 +48,7 @@ public:
   // feature the logical identifier, of every other object the physical one, without quotes or
   // separators.
   //
+  // in_ids   of any objects
   // out_ids  one text for each identifier is appended, in order; those made before a failure stay
   //
   // S_OK for an empty list, else the code of the last service called, or of the first that failed.

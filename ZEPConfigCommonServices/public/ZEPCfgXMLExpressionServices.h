@@ -82,8 +82,9 @@ public:
 
   // Picks the stylesheet out of the server's answer {"xslt":{"content":"..."}}.
   //
-  // oXSLT  the text of "content"; empty when "xslt" has no such member; untouched when the answer
-  //        has no member "xslt"
+  // iResponse  the answer, as the JSON parser gave it
+  // oXSLT      the text of "content"; empty when "xslt" has no such member; untouched when the answer
+  //            has no member "xslt"
   //
   // S_OK, or the code with which the member "content" could not be read.
   static long ParseQueryResponse(const ZEPOmxAny& iResponse, ZEPUnicodeString& oXSLT);
@@ -123,6 +124,7 @@ public:
 
   // Formats a list of expressions in one sequence.
   //
+  // in_xmlExpressions         XML texts, of which any may be empty
   // out_formattedExpressions  one text for each expression is appended, an empty one for an empty
   //                           expression
   // in_customXSLFile          as for StartExpressionFormatting

@@ -1,8 +1,11 @@
 #include "AllocationWatch.h"
 
+#include "ScriptedPlatform.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <unordered_set>
 
 namespace {
 
@@ -14,17 +17,65 @@ bool failsOn = false;
 bool failed = false;
 std::vector<const void*>* freed = nullptr; // has room for mostNoted
 
+// ---- watch ----
+
+bool isWatching = false;
+long watchedCount = 0;
+long firstFailure = 0;
+bool failsOnward = false;
+
+// While set, the list of blocks is at work, with allocations of its own.
+bool isListing = false;
+
+std::unordered_set<const void*>& watchedBlocks() {
+  static auto* const blocks = new std::unordered_set<const void*>;
+  return *blocks;
+}
+
+bool isWatched() {
+  return isWatching && !isListing && !scripted::isBookkeeping();
+}
+
+bool mayTake() {
+  if (!isWatched()) {
+    return true;
+  }
+  ++watchedCount;
+  return firstFailure == 0 || watchedCount < firstFailure || (watchedCount > firstFailure && !failsOnward);
+}
+
+void noteTaken(const void* block) {
+  if (isWatched()) {
+    isListing = true;
+    watchedBlocks().insert(block);
+    isListing = false;
+  }
+}
+
+void noteGivenBack(const void* block) {
+  if (!isListing) {
+    isListing = true;
+    watchedBlocks().erase(block);
+    isListing = false;
+  }
+}
+
+const scripted::MemoryWatch ofValueTypes = {mayTake, noteTaken, noteGivenBack};
+
+// ---- the operators ----
+
 void* allocate(std::size_t size) {
   if (untilFailure > 0 && --untilFailure == 0) {
     failed = true;
     untilFailure = failsOn ? 1 : 0;
     throw std::bad_alloc();
   }
-  void* const block = std::malloc(size == 0 ? 1 : size);
+  void* const block = mayTake() ? std::malloc(size == 0 ? 1 : size) : nullptr;
   if (block == nullptr) {
     throw std::bad_alloc();
   }
   ++aliveBlocks;
+  noteTaken(block);
   return block;
 }
 
@@ -36,6 +87,7 @@ void release(void* block) {
   if (freed != nullptr && freed->size() < mostNoted) {
     freed->push_back(block); // within its capacity
   }
+  noteGivenBack(block);
   std::free(block);
 }
 
@@ -78,6 +130,28 @@ void failFrom(long nth) {
 
 bool hasFailed() {
   return failed;
+}
+
+Watch::Watch(long iFirstFailure, bool iFailsOnward) {
+  watchedBlocks();
+  watchedCount = 0;
+  firstFailure = iFirstFailure;
+  failsOnward = iFailsOnward;
+  scripted::watchMemory(&ofValueTypes);
+  isWatching = true;
+}
+
+// What was taken under it is still looked for when it is given back.
+Watch::~Watch() {
+  isWatching = false;
+}
+
+long Watch::Count() {
+  return watchedCount;
+}
+
+long Watch::Alive() {
+  return static_cast<long>(watchedBlocks().size());
 }
 
 FreedBlocks::FreedBlocks() {

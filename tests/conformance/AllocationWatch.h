@@ -17,6 +17,19 @@ void failFrom(long nth);
 // Whether it has come to that.
 bool hasFailed();
 
+// What is allocated while it lives, but for the scripted platform's own; can let these allocations
+// fail from the nth on, or the nth alone.
+class Watch {
+public:
+  explicit Watch(long firstFailure = 0, bool failsOnward = false);
+  ~Watch();
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+
+  static long Count(); // tried under the last watch
+  static long Alive(); // of all watches so far, whenever given back
+};
+
 // The blocks that are given back while it lives, in order. Of use for addresses a test knows.
 class FreedBlocks {
 public:

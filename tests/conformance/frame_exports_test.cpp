@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -93,6 +94,39 @@ TEST(FrameExports, file_namesItselfAndNoSearchPath) {
   EXPECT_THAT(dynamicEntries("SONAME"), ::testing::ElementsAre("libZEPCfgCommonServices.so.1"));
   EXPECT_THAT(dynamicEntries("RUNPATH"), ::testing::IsEmpty());
   EXPECT_THAT(dynamicEntries("RPATH"), ::testing::IsEmpty());
+}
+
+// Nothing reads the constants of the configuration domain, but whoever looks into the file finds them.
+TEST(FrameExports, file_holdsTheDomainsConstants) {
+  std::ifstream input(LIBRARY_FILE, std::ios::binary);
+  const std::string file{std::istreambuf_iterator<char>(input), {}};
+  for (const char* const text : {"Unset",
+                                 "Conf",
+                                 "Prod Conf",
+                                 "IncludeVariant",
+                                 "IncludeProductStates",
+                                 "IncludeBuilds",
+                                 "IncludeMP",
+                                 "IncludeDates",
+                                 "IncludeRules",
+                                 "IncludeImages",
+                                 "IncludeProductConfiguration",
+                                 "IncludeCompositionMatrix",
+                                 "IncludexRevision",
+                                 "IfNotAlreadyInSession",
+                                 "DWS",
+                                 "ConfigChange",
+                                 "EngineeringActivation",
+                                 "Evolution",
+                                 "Variant",
+                                 "Source",
+                                 "Current",
+                                 "Projected",
+                                 "evolutionReviewer",
+                                 "notReviewer",
+                                 "variantReviewer"}) {
+    EXPECT_NE(file.find(text + std::string(1, '\0')), std::string::npos) << text;
+  }
 }
 
 } // namespace

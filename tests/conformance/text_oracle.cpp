@@ -7,6 +7,7 @@
 #include "ZEPUTF8Conversion.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace oracle {
 namespace {
@@ -238,6 +239,38 @@ Run removeDescription(const ZEPUnicodeString& expression, ZEPUnicodeString& clea
   dump(run, "out_XMLExpression", cleaned);
   label(run, run.result < 0 ? "rc = E_FAIL" : "rc = S_OK");
   return run;
+}
+
+namespace {
+
+template <class List, class Equal>
+bool haveEqualElements(const List& left, const List& right, const Equal& areEqual) {
+  bool result = left.Size() == right.Size();
+  for (int i = 1; result && i <= left.Size(); ++i) {
+    result = areEqual(left[i], right[i]);
+  }
+  return result;
+}
+
+bool haveEqualElements(const ZEPRawCollint& left, const ZEPRawCollint& right) {
+  return haveEqualElements(left, right, std::equal_to<int>());
+}
+
+bool haveEqualElements(const ZEPListValZEPUnicodeString& left, const ZEPListValZEPUnicodeString& right) {
+  return haveEqualElements(left, right, std::equal_to<ZEPUnicodeString>());
+}
+
+bool areEqualContexts(const ZEPCfgContextExpression& left, const ZEPCfgContextExpression& right) {
+  return left.m_contextName == right.m_contextName && left.m_contextExpression == right.m_contextExpression &&
+         haveEqualElements(left.m_inheritedEffIds, right.m_inheritedEffIds) &&
+         haveEqualElements(left.m_holderNames, right.m_holderNames) &&
+         haveEqualElements(left.m_operationHandlerIds, right.m_operationHandlerIds);
+}
+
+} // namespace
+
+bool equal(const ZEPListValZEPCfgContextExpression& left, const ZEPListValZEPCfgContextExpression& right) {
+  return haveEqualElements(left, right, areEqualContexts);
 }
 
 } // namespace oracle

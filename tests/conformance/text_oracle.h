@@ -24,4 +24,7 @@ Run splitByContext(const ZEPUnicodeString& expression, ZEPListValZEPCfgContextEx
                    bool traced);
 Run removeDescription(const ZEPUnicodeString& expression, ZEPUnicodeString& cleaned, bool traced);
 
+// Member by member: the contexts' own operator tells none apart.
+bool equal(const ZEPListValZEPCfgContextExpression& left, const ZEPListValZEPCfgContextExpression& right);
+
 } // namespace oracle

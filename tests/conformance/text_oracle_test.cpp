@@ -237,37 +237,6 @@ Units generated(Chance& chance, std::size_t input) {
 
 // ---- comparison --------------------------------------------------------------------------------
 
-bool equal(const ZEPRawCollint& left, const ZEPRawCollint& right) {
-  bool result = left.Size() == right.Size();
-  for (int i = 1; result && i <= left.Size(); ++i) {
-    result = left[i] == right[i];
-  }
-  return result;
-}
-
-bool equal(const ZEPListValZEPUnicodeString& left, const ZEPListValZEPUnicodeString& right) {
-  bool result = left.Size() == right.Size();
-  for (int i = 1; result && i <= left.Size(); ++i) {
-    result = left[i] == right[i];
-  }
-  return result;
-}
-
-bool equal(const ZEPCfgContextExpression& left, const ZEPCfgContextExpression& right) {
-  return left.m_contextName == right.m_contextName && left.m_contextExpression == right.m_contextExpression &&
-         equal(left.m_inheritedEffIds, right.m_inheritedEffIds) &&
-         equal(left.m_holderNames, right.m_holderNames) &&
-         equal(left.m_operationHandlerIds, right.m_operationHandlerIds);
-}
-
-bool equal(const ZEPListValZEPCfgContextExpression& left, const ZEPListValZEPCfgContextExpression& right) {
-  bool result = left.Size() == right.Size();
-  for (int i = 1; result && i <= left.Size(); ++i) {
-    result = equal(left[i], right[i]);
-  }
-  return result;
-}
-
 std::string shownText(const ZEPUnicodeString& text) {
   return ::testing::PrintToString(
       Units(text.CastToUnitPtr(), static_cast<std::size_t>(text.GetLengthInChar())));
@@ -309,8 +278,9 @@ protected:
     const oracle::Run run = oracle::splitByContext(text, expected, traced);
     ZEPListValZEPCfgContextExpression contexts;
     ExpectRecords(run, traced, [&] { return ZEPCfgXMLExpressionServices::SplitByContext(text, contexts); });
-    EXPECT_TRUE(equal(contexts, expected)) << ::testing::PrintToString(valuesOf(contexts)) << "\nshould be\n"
-                                           << ::testing::PrintToString(valuesOf(expected));
+    EXPECT_TRUE(oracle::equal(contexts, expected))
+        << ::testing::PrintToString(valuesOf(contexts)) << "\nshould be\n"
+        << ::testing::PrintToString(valuesOf(expected));
     m_coverage.contexts += expected.Size();
     m_coverage.jumpsBack += run.jumpsBack;
     m_coverage.jumpsBackThatEnd += run.jumpsBack > 0 && run.endlessWalks == 0 ? 1 : 0;

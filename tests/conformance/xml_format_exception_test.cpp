@@ -56,7 +56,7 @@ TEST_F(XMLFormatExceptionTest, pipeline_isReleasedInOrder_whicheverCallRaises) {
   };
   Format();
   std::set<Op> untried = CalledOperations();
-  untried.erase(Op::ZEPFClose); // gives something back, where nothing may be raised
+  untried.erase(Op::ZEPFClose); // the file is then still open: the fault matrix looks at it
   for (const Row& row : rows) {
     SCOPED_TRACE("row at line " + std::to_string(row.line));
     StartTraced();

@@ -9,7 +9,7 @@ import pytest
 
 import support
 
-COMMANDS = [["format"], ["compile"], ["includes"], ["call"], ["ids"], ["stylesheet"], ["stylesheet", "check"], ["doctor"]]
+COMMANDS = [["format"], ["trace"], ["compile"], ["includes"], ["call"], ["ids"], ["stylesheet"], ["stylesheet", "check"], ["doctor"]]
 
 
 def test_help_begins_with_an_example(zepcfg):
@@ -40,6 +40,24 @@ def test_version_names_the_program(zepcfg):
 )
 def test_bad_command_line_fails_with_a_pointer_to_the_help(zepcfg, arguments):
     zepcfg(*arguments).failed("--help")
+
+
+MISTYPED = [
+    (["fromat"], "format"),
+    (["docter"], "doctor"),
+    (["stylesheet", "chek", "a"], "check"),
+    (["format", "--compct"], "--compact"),
+    (["format", "--stylesheet=a", "--jsnl"], "--jsonl"),
+    (["--ulr", "http://127.0.0.1:1", "doctor"], "--url"),
+    (["trace", "--failure", "a"], "--failures"),
+    (["call", "get", "/a"], "GET"),
+]
+
+
+@pytest.mark.parametrize(("arguments", "meant"), MISTYPED, ids=[" ".join(row[0]) for row in MISTYPED])
+def test_mistyped_word_is_a_failure_that_says_what_was_meant(zepcfg, arguments, meant):
+    result = zepcfg(*arguments).failed(meant, "--help")
+    assert meant in result.err
 
 
 def test_unknown_command_is_named(zepcfg):
@@ -177,6 +195,42 @@ def test_check_finds_what_would_surprise(zepcfg, tmp_path, kind):
     for word in words:
         assert word in result.text
         assert word in json.dumps(answer.json["findings"], ensure_ascii=False)
+
+
+LINES = {
+    "not-compiling": (support.text_stylesheet("\n<xsl:nonsense/>"), 5, "nonsense"),
+    "duplicate": (support.text_stylesheet("x", top='<xsl:template name="a"/>\n<xsl:template name="a"/>\n'), 5, "duplicate"),
+    "failing-at-work": (support.text_stylesheet("\n<xsl:value-of select='$none'/>"), 5, "none"),
+    "not-well-formed": (support.text_stylesheet("\n</xsl:if>"), 5, "not well-formed"),
+    "html": (support.text_stylesheet("x").replace('"text"', '"html"'), 3, "not html"),
+    "newer-function": (support.text_stylesheet("\n\n<xsl:value-of select='lower-case(.)'/>"), 6, "lower-case"),
+}
+
+
+@pytest.mark.parametrize("kind", LINES)
+def test_check_names_the_line(zepcfg, tmp_path, kind):
+    stylesheet, line, word = LINES[kind]
+    (tmp_path / "checked.xsl").write_text(stylesheet)
+    for file in (tmp_path / "checked.xsl", "checked.xsl"):
+        answer = zepcfg("--json", "stylesheet", "check", file, cwd=tmp_path)
+        assert answer.code == 1
+        assert [finding["line"] for finding in answer.json["findings"]] == [line]
+        assert any(finding["line"] == line and word in finding["text"] for finding in answer.json["findings"]), answer.json
+
+
+def test_check_for_a_server_follows_its_rules(zepcfg, tmp_path):
+    file = tmp_path / "checked.xsl"
+    file.write_text(support.text_stylesheet("x"))
+    assert zepcfg("stylesheet", "check", file).ok()
+    answer = zepcfg("--json", "stylesheet", "check", "--server", file)
+    assert (answer.code, answer.json["decodedAs"]) == (1, "UTF-16")
+    assert [(finding["line"], "decoded as UTF-16" in finding["text"]) for finding in answer.json["findings"]] == [(3, True)]
+    file.write_text(support.text_stylesheet("x", ' encoding="UTF-16"'))
+    assert zepcfg("stylesheet", "check", "--server", file).ok()
+    for refused in ('<!DOCTYPE a [<!ENTITY b "c">]>', '<xsl:include href="checked.xsl"/>'):
+        place = '<xsl:stylesheet' if refused.startswith("<!") else "<xsl:template"
+        file.write_text(support.text_stylesheet("x", ' encoding="UTF-16"').replace(place, refused + place))
+        assert zepcfg("stylesheet", "check", "--server", file).code == 1
 
 
 def test_check_of_a_missing_file_fails(zepcfg, tmp_path):

@@ -7,8 +7,11 @@
 #include <clocale>
 #include <memory>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -271,6 +274,47 @@ TEST_F(Settings, settings_file_that_is_no_regular_file_is_an_absent_repository) 
   ExpectProblem("cannot be opened: ");
 }
 
+TEST_F(Settings, settings_file_that_others_hold_open_or_that_cannot_be_read_is_an_absent_repository) {
+  const std::string path = m_directory.Path("Repo.toml");
+  alarm(20);
+  // A pipe whose writer never writes.
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const int pipe = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_GE(pipe, 0);
+  ExpectProblem("is not a regular file");
+  close(pipe);
+  std::filesystem::remove(path);
+
+  const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  ASSERT_LT(path.size(), sizeof(address.sun_path));
+  path.copy(address.sun_path, path.size());
+  ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  ExpectProblem("cannot be opened: ");
+  close(listener);
+  std::filesystem::remove(path);
+
+  for (const char* const device : {"/dev/null", "/dev/full", "/dev/tty", "/dev/stdin"}) {
+    SCOPED_TRACE(device);
+    std::filesystem::create_symlink(device, path);
+    m_traced.clear();
+    EXPECT_EQ(Open("Repo"), nullptr);
+    EXPECT_THAT(m_traced, testing::SizeIs(2));
+    std::filesystem::remove(path);
+  }
+
+  // A regular file by its kind, which gives an error instead of bytes.
+  std::filesystem::create_symlink("/proc/self/mem", path);
+  ExpectProblem("cannot be read: ");
+  std::filesystem::remove(path);
+
+  // One that is longer than it says.
+  std::filesystem::create_symlink("/proc/self/smaps", path);
+  ExpectProblem("");
+  alarm(0);
+}
+
 TEST_F(Settings, settings_file_may_be_a_link) {
   m_directory.Write("Other.toml", "key = 'x'");
   std::filesystem::create_symlink("Other.toml", m_directory.Path("Repo.toml"));
@@ -306,16 +350,26 @@ TEST_F(Settings, settings_repository_name_is_one_file_name) {
 }
 
 TEST_F(Settings, settings_are_read_in_every_locale) {
-  const std::string command =
-      "localedef -i de_DE -f UTF-8 --no-archive " + m_directory.Path("de_DE.UTF-8") + " 2>/dev/null";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-  m_directory.Write("Repo.toml", "number = 1.5\nkey = 'x'\n");
-  EXPECT_EQ(session::InChild({{"ZEP_SETTINGS_DIR", m_directory.Path()}, {"LOCPATH", m_directory.Path()}},
-                             [] {
-                               if (setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
-                                 return 1;
-                               }
-                               return Read(Open("Repo"), "key") == "x" ? 0 : 2;
-                             }),
-            0);
+  m_directory.Write("Repo.toml", "number = 1.5\nkey = 'x'\nINSTALLIT = 'I'\n");
+  for (const std::string language : {"de_DE", "tr_TR"}) {
+    SCOPED_TRACE(language);
+    const std::string locale = language + ".UTF-8";
+    const std::string command =
+        "localedef -i " + language + " -f UTF-8 --no-archive " + m_directory.Path(locale) + " 2>/dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    // Neither HOME nor anything of XDG is set.
+    EXPECT_EQ(session::InChild({{"ZEP_SETTINGS_DIR", m_directory.Path()}, {"LOCPATH", m_directory.Path()}},
+                               [&] {
+                                 if (setlocale(LC_ALL, locale.c_str()) == nullptr) {
+                                   return 1;
+                                 }
+                                 const auto repository = Open("Repo");
+                                 return Read(repository, "key") == "x" &&
+                                                Read(repository, "INSTALLIT") == "I" &&
+                                                Read(repository, "installit") == "answer 0"
+                                            ? 0
+                                            : 2;
+                               }),
+              0);
+  }
 }

@@ -14,6 +14,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -285,6 +286,111 @@ TEST_F(TraceFile, trace_long_text_is_written_whole) {
                         Detail(trace, text.c_str());
                       }),
               ElementsAre(text));
+}
+
+TEST(trace_form, format_decides_and_else_the_name_of_the_file) {
+  struct Row {
+    int line;
+    const char* format; // null: unset
+    const char* file;
+    bool isJSON;
+  };
+  const Row rows[] = {
+      Row{__LINE__, nullptr, "a.trace", false}, Row{__LINE__, nullptr, "a.jsonl", true},
+      Row{__LINE__, "", "a.jsonl", true},       Row{__LINE__, "json", "a.trace", true},
+      Row{__LINE__, "text", "a.jsonl", false},  Row{__LINE__, "JSON", "a.trace", false},
+      Row{__LINE__, "other", "a.jsonl", true},  Row{__LINE__, nullptr, "jsonl", false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.line);
+    const session::TempDirectory directory;
+    Environment environment{{"ZEP_TRACE", "1"}, {"ZEP_TRACE_FILE", directory.Path(row.file)}};
+    if (row.format != nullptr) {
+      environment["ZEP_TRACE_FORMAT"] = row.format;
+    }
+    EXPECT_EQ(InChild(environment,
+                      [] {
+                        PLMCfgInTraceClass trace("Job", "");
+                        Detail(trace, "text");
+                        return 0;
+                      }),
+              0);
+    EXPECT_EQ(nlohmann::json::accept(session::ContentOf(directory.Path(row.file))), row.isJSON);
+  }
+}
+
+TEST_F(TraceFile, trace_object_has_its_members) {
+  const auto lines = LinesOf("1",
+                             [] {
+                               PLMCfgInTraceClass trace("Job", "");
+                               PLMCfgInTraceClass web("Web", "CfgWeb");
+                               Enter(trace, "long __cdecl Job::Run(int)");
+                               Enter(web, "long __cdecl Web::Ask(void)");
+                               Detail(web, "a = [1]", 12);
+                               Error(web, "no answer");
+                               Detail(web, "perfo Ask: 1.000 ms", 5, nullptr);
+                               Detail(web, "rc = E_FAIL");
+                               Leave(web);
+                               Leave(trace);
+                               Detail(trace, "free");
+                             },
+                             {{"ZEP_TRACE_FORMAT", "json"}});
+  ASSERT_THAT(lines, SizeIs(10));
+  std::vector<nlohmann::json> objects;
+  for (const std::string& line : lines) {
+    objects.push_back(nlohmann::json::parse(line));
+  }
+  std::vector<std::string> kinds;
+  for (const nlohmann::json& object : objects) {
+    kinds.push_back(object.at("kind"));
+    EXPECT_THAT(object.at("time").get<std::string>(),
+                testing::MatchesRegex("[0-9-]{10}T[0-9:]{8}[.][0-9]{6}Z"));
+    EXPECT_EQ(object.at("process"), object.at("thread")); // of a process with one thread
+    EXPECT_EQ(object.size(), 11U);
+  }
+  EXPECT_THAT(kinds, ElementsAre("entry", "entry", "detail", "error", "error", "timing", "result", "exit",
+                                 "exit", "detail"));
+  nlohmann::json detail = objects[2];
+  detail.erase("time");
+  detail.erase("process");
+  detail.erase("thread");
+  EXPECT_EQ(detail, nlohmann::json::parse(R"({"kind": "detail", "class": "Web", "group": "CfgWeb",
+      "method": "Ask", "file": "Job.cpp", "line": 12, "depth": 2, "text": "a = [1]"})"));
+  EXPECT_EQ(objects[0].at("group"), "default");
+  EXPECT_EQ(objects[0].at("depth"), 0);
+  EXPECT_EQ(objects[0].at("text"), "");
+  EXPECT_EQ(objects[5].at("file"), nullptr);
+  EXPECT_EQ(objects[9].at("method"), nullptr);
+}
+
+TEST_F(TraceFile, trace_object_is_one_line_that_gives_the_text_back) {
+  std::string text = "\"quoted\" back\\slash /\u00e4 \u20ac \U0001F600 \u2028 \u2029 \u0085 \x7f\t\r\n";
+  for (char character = 1; character < 0x20; ++character) {
+    text += character;
+  }
+  const auto lines = LinesOf("1",
+                             [&] {
+                               PLMCfgInTraceClass trace("Jo\"b", "");
+                               Detail(trace, text.c_str());
+                               Detail(trace, "broken \xff\xc3 end");
+                             },
+                             {{"ZEP_TRACE_FORMAT", "json"}});
+  ASSERT_THAT(lines, SizeIs(2));
+  EXPECT_EQ(nlohmann::json::parse(lines[0]).at("text"), text);
+  EXPECT_EQ(nlohmann::json::parse(lines[0]).at("class"), "Jo\"b");
+  EXPECT_EQ(lines[0].find("\u2028"), std::string::npos);
+  EXPECT_EQ(nlohmann::json::parse(lines[1]).at("text"), "broken \uFFFD\uFFFD end");
+}
+
+TEST_F(TraceFile, trace_object_covers_the_security_context) {
+  const auto lines = LinesOf("1",
+                             [] {
+                               PLMCfgInTraceClass trace("Job", "");
+                               Detail(trace, "ustrSecurityContext = [Role.Secret]");
+                             },
+                             {{"ZEP_TRACE_FORMAT", "json"}});
+  ASSERT_THAT(lines, SizeIs(1));
+  EXPECT_EQ(nlohmann::json::parse(lines[0]).at("text"), "ustrSecurityContext = [***]");
 }
 
 TEST_F(TraceFile, trace_off_writes_nothing_and_makes_no_file) {

@@ -115,9 +115,11 @@ long ZEPFGets(char* oBuffer, int iSize, unsigned int iDescriptor) {
   const std::size_t lineEnd = file->content.find('\n', file->position);
   const std::size_t end = lineEnd == std::string::npos ? file->content.size() : lineEnd + 1;
   const std::size_t count = std::min(end - file->position, static_cast<std::size_t>(iSize) - 1);
-  std::memcpy(oBuffer, file->content.data() + file->position, count);
-  oBuffer[count] = '\0';
   file->position += count;
+  if (!call.GivesEmpty()) {
+    std::memcpy(oBuffer, file->content.data() + file->position - count, count);
+    oBuffer[count] = '\0';
+  }
   return call.Code();
 }
 
@@ -145,7 +147,9 @@ long ZEPExpandString(ZEPUnicodeString* ioText) {
     return call.Code();
   }
   const auto expansion = script().expansions.find(utf8Of(*ioText));
-  if (expansion != script().expansions.end()) {
+  if (call.GivesEmpty()) {
+    *ioText = ZEPUnicodeString();
+  } else if (expansion != script().expansions.end()) {
     *ioText = textOf(expansion->second);
   }
   return call.Code();
@@ -181,8 +185,8 @@ public:
     if (call.Fails() || value == values.end()) {
       return call.IntCode(0);
     }
-    *oValue = textOf(value->second);
-    return call.IntCode(1);
+    *oValue = call.GivesEmpty() ? ZEPUnicodeString() : textOf(value->second);
+    return call.GivesEmpty() ? 1 : call.IntCode(1);
   }
 
   void Release() override {

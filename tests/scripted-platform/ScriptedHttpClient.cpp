@@ -82,7 +82,7 @@ int ZEPHttpClient::DownloadEx(int iPieceSize, std::size_t* oLength, char** oBuff
   const bool isLast = m_implementation->nextPiece >= answer.pieces.size();
   const std::string& piece = isLast ? answer.lastPiece : answer.pieces[m_implementation->nextPiece++];
   *oFinished = isLast ? 1 : 0;
-  *oLength = piece.size();
-  *oBuffer = handOutPiece(piece);
+  *oLength = call.GivesEmpty() ? 0 : piece.size();
+  *oBuffer = call.GivesEmpty() ? nullptr : handOutPiece(piece);
   return call.IntCode();
 }

@@ -151,6 +151,24 @@ Injection& Injection::from(int nth) {
 
 // ---- calls ----
 
+namespace {
+
+constinit thread_local int bookkeepingDepth = 0;
+
+} // namespace
+
+Bookkeeping::Bookkeeping() {
+  ++bookkeepingDepth;
+}
+
+Bookkeeping::~Bookkeeping() {
+  --bookkeepingDepth;
+}
+
+bool isBookkeeping() {
+  return bookkeepingDepth > 0;
+}
+
 State& State::Get() {
   return *script().m_state;
 }
@@ -225,6 +243,7 @@ LiveObject::LiveObject(std::string name) : m_name(std::move(name)) {
 }
 
 LiveObject::~LiveObject() {
+  const Bookkeeping bookkeeping;
   State& state = State::Get();
   const Lock lock(state.mutex);
   // An object that an earlier test left behind is no longer in the list, nor in the log.
@@ -291,15 +310,27 @@ std::string lineText(const LogLine& line) {
 
 } // namespace
 
-std::string ScriptedPlatform::problems() const {
-  const Lock lock(m_state->mutex);
+std::string ScriptedPlatform::Unconsumed() const {
   std::string found;
   for (const Injection& injection : m_state->injections) {
-    if (injection.m_consumed == 0 && !m_state->unusedAllowed) {
+    if (injection.m_consumed == 0) {
       found += std::string("no call consumed ") + kindNames[static_cast<int>(injection.m_kind)] + "(" +
                nameOf(injection.m_operation) + ")\n";
     }
   }
+  return found;
+}
+
+std::string ScriptedPlatform::endInjections() {
+  const Lock lock(m_state->mutex);
+  std::string unconsumed = Unconsumed();
+  m_state->injections.clear();
+  return unconsumed;
+}
+
+std::string ScriptedPlatform::problems() const {
+  const Lock lock(m_state->mutex);
+  std::string found = m_state->unusedAllowed ? "" : Unconsumed();
   for (const QueuedAnswer& answer : m_state->answers) {
     if (!m_state->unusedAllowed) {
       found += "no request fetched the answer " + std::to_string(answer.status) + "\n";

@@ -167,6 +167,7 @@ private:
 // When an injected behaviour applies. Without a condition: to every call from now on.
 class ZEP_PLATFORM_API Injection {
 public:
+  bool WasConsumed() const { return m_consumed > 0; }
   Injection& once() { return at(1); }
   Injection& at(int nth);   // the nth call alone, counted from the injection
   Injection& from(int nth); // the nth call and all that follow
@@ -255,7 +256,8 @@ struct ZEP_PLATFORM_API Inputs {
   std::map<std::string, PLMObject> objects;
 
   LegacyAnswer legacy;
-  // Body of the answer with status 200 that the object client gives when none is queued.
+  // The answer that the object client gives when none is queued.
+  int defaultStatus = 200;
   std::string defaultBody = R"({"xslt":{"content":"server stylesheet"}})";
   ZEPOmxAny json; // what a parse yields, whatever the text: {"xslt":{"content":"server stylesheet"}}
 };
@@ -273,6 +275,8 @@ public:
   Injection& giveEmpty(Op operation);          // success without an object
   Injection& throwIn(Op operation);            // raises ScriptedException, and does nothing
   Injection& throwIn(Op operation, std::exception_ptr exception);
+  // Takes back all of them, and says which of them no call consumed, one line each.
+  std::string endInjections();
   // Called at each call of the operation, once it is recorded and before it acts.
   void onCall(Op operation, std::function<void()> callback);
 
@@ -322,6 +326,7 @@ private:
   ScriptedPlatform();
   ~ScriptedPlatform();
   Injection& Inject(Op operation, Injection::Kind kind, long code);
+  std::string Unconsumed() const;
 
   std::unique_ptr<State> m_state;
 };
@@ -331,6 +336,18 @@ ZEP_PLATFORM_API ScriptedPlatform& script();
 
 // Buffers are then watched by valgrind, and no problem of the script.
 ZEP_PLATFORM_API bool runsUnderValgrind();
+
+// Whether the platform is at work on this thread. What is allocated then is not the library's: a test
+// that lets allocations fail leaves these alone.
+ZEP_PLATFORM_API bool isBookkeeping();
+
+// Asked and told of the memory that the value types take with malloc() and realloc() and give back.
+struct MemoryWatch {
+  bool (*mayTake)(); // false: null is the answer
+  void (*taken)(const void* block);
+  void (*givenBack)(const void* block);
+};
+ZEP_PLATFORM_API void watchMemory(const MemoryWatch* watch); // null: nobody
 
 // "E_FAIL" for a code that has a name, else the number.
 ZEP_PLATFORM_API std::string codeName(long code);

@@ -104,6 +104,15 @@ requires std::is_arithmetic_v<Number> std::string argumentText(Number argument) 
 
 // ---- calls ----
 
+// Stands where the script allocates for itself.
+class Bookkeeping {
+public:
+  Bookkeeping();
+  ~Bookkeeping();
+  Bookkeeping(const Bookkeeping&) = delete;
+  Bookkeeping& operator=(const Bookkeeping&) = delete;
+};
+
 // One call of an operation: recorded when it is made; then it knows what was injected for it.
 class Call {
 public:
@@ -126,6 +135,7 @@ private:
   enum class Kind { None, Fail, Return, Empty };
   void Begin(Op operation, const std::string& arguments);
 
+  Bookkeeping m_bookkeeping; // as long as the operation acts
   Kind m_kind = Kind::None;
   long m_code = S_OK;
 };

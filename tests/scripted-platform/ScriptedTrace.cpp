@@ -179,6 +179,7 @@ PLMCfgInTraceClass::~PLMCfgInTraceClass() {
 }
 
 unsigned char PLMCfgInTraceClass::IsThisActivated() {
+  const Bookkeeping bookkeeping;
   State& state = State::Get();
   std::function<bool(int)> wanted;
   int query = 0;
@@ -194,6 +195,7 @@ unsigned char PLMCfgInTraceClass::IsThisActivated() {
 }
 
 unsigned char PLMCfgInTraceClass::IsPerfoActivated() {
+  const Bookkeeping bookkeeping;
   State& state = State::Get();
   const Lock lock(state.mutex);
   ++m_implementation->perfoAsked;
@@ -201,6 +203,7 @@ unsigned char PLMCfgInTraceClass::IsPerfoActivated() {
 }
 
 void PLMCfgInTraceClass::SetMethod(char* iSignature) {
+  const Bookkeeping bookkeeping;
   State& state = State::Get();
   const Lock lock(state.mutex);
   m_implementation->method = iSignature;
@@ -210,6 +213,7 @@ void PLMCfgInTraceClass::SetMethod(char* iSignature) {
 }
 
 void PLMCfgInTraceClass::RemoveMethod() {
+  const Bookkeeping bookkeeping;
   State& state = State::Get();
   const Lock lock(state.mutex);
   m_implementation->method.clear();
@@ -219,6 +223,7 @@ void PLMCfgInTraceClass::RemoveMethod() {
 }
 
 PLMCfgInTraceClass& PLMCfgInTraceClass::beginTrace(int iLevel) {
+  const Bookkeeping bookkeeping;
   State& state = State::Get();
   const Lock lock(state.mutex);
   TraceRecord record;
@@ -239,31 +244,37 @@ PLMCfgInTraceClass& PLMCfgInTraceClass::beginTrace(int iLevel) {
 }
 
 PLMCfgInTraceClass& PLMCfgInTraceClass::operator<<(const char* iText) {
+  const Bookkeeping bookkeeping;
   m_implementation->Append(iText == nullptr ? "(null)" : iText);
   return *this;
 }
 
 PLMCfgInTraceClass& PLMCfgInTraceClass::operator<<(int iNumber) {
+  const Bookkeeping bookkeeping;
   m_implementation->Append(std::to_string(iNumber));
   return *this;
 }
 
 PLMCfgInTraceClass& PLMCfgInTraceClass::operator<<(long iNumber) {
+  const Bookkeeping bookkeeping;
   m_implementation->Append(std::to_string(iNumber));
   return *this;
 }
 
 PLMCfgInTraceClass& PLMCfgInTraceClass::operator<<(unsigned int iNumber) {
+  const Bookkeeping bookkeeping;
   m_implementation->Append(std::to_string(iNumber));
   return *this;
 }
 
 PLMCfgInTraceClass& PLMCfgInTraceClass::operator<<(const ZEPUnicodeString& iText) {
+  const Bookkeeping bookkeeping;
   m_implementation->Append(utf8Of(iText));
   return *this;
 }
 
 PLMCfgInTraceClass& PLMCfgInTraceClass::endTraceWithLineNumber(int iLevel, int iLine, const char* iFile) {
+  const Bookkeeping bookkeeping;
   State& state = State::Get();
   const Lock lock(state.mutex);
   const auto open = m_implementation->open.find(std::this_thread::get_id());

@@ -199,7 +199,8 @@ QueuedAnswer nextAnswer() {
   State& state = State::Get();
   const Lock lock(state.mutex);
   if (state.answers.empty()) {
-    return {200, "HTTP/1.1 200 Scripted", script().defaultBody};
+    const int status = script().defaultStatus;
+    return {status, "HTTP/1.1 " + std::to_string(status) + " Scripted", script().defaultBody};
   }
   QueuedAnswer answer = std::move(state.answers.front());
   state.answers.pop_front();
@@ -255,7 +256,7 @@ long ZEPOmxIOUtils::ToString(const ZEPOmxSP<ZEPIOmxInputStream>& iStream, ZEPOmx
   const Call call(Op::IOUtilsToString);
   if (!call.Fails()) {
     const std::string bytes = static_cast<Stream*>(iStream.operator->())->ReadAll();
-    oText = ZEPOmxUTF8String(bytes.data(), bytes.size());
+    oText = call.GivesEmpty() ? ZEPOmxUTF8String() : ZEPOmxUTF8String(bytes.data(), bytes.size());
   }
   return call.Code();
 }

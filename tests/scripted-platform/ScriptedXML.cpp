@@ -96,6 +96,7 @@ public:
     const Call call(Op::SetInputSource, InputSource::NameOf(iSource));
     if (!call.Fails()) {
       m_input = iSource;
+      m_isInputSet = true;
     }
     return call.Code();
   }
@@ -124,8 +125,10 @@ public:
     if (call.Fails()) {
       return call.Code();
     }
-    if (!m_input || !m_output) {
+    if (!m_isInputSet || !m_output) {
       reportMisuse("Transform without an input or an output source");
+    }
+    if (!m_input || !m_output) {
       return call.Code(E_UNEXPECTED);
     }
     if (script().transformBytes && !call.GivesEmpty()) {
@@ -135,7 +138,8 @@ public:
   }
 
 private:
-  ZEPISAXInputSource_var m_input;
+  ZEPISAXInputSource_var m_input; // may be empty: a caller need not look at what it got
+  bool m_isInputSet = false;
   ZEPIXMLPPOutputSource_var m_output;
   LiveObject m_live{"transformer"};
 };

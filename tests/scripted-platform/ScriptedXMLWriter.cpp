@@ -59,7 +59,7 @@ long ZEPCfgXMLWriter::WriteEndDocument() {
 long ZEPCfgXMLWriter::GetGeneratedXML(ZEPUnicodeString& oXML) {
   const Call call(Op::GetGeneratedXML);
   if (!call.Fails()) {
-    oXML = textOf(script().generatedXML);
+    oXML = call.GivesEmpty() ? ZEPUnicodeString() : textOf(script().generatedXML);
   }
   return call.Code();
 }

@@ -94,11 +94,76 @@ TEST(StylesheetScan, one_thing_that_surprises_is_one_finding) {
       Row{stylesheet("", "<xsl:output encoding='UTF-16LE'/>"), Decoding::UTF16, "written as UTF-16LE"},
       Row{stylesheet("", "<!-- xsl:output utf-8 --><xsl:output encoding='UTF-16'/>"), Decoding::UTF8,
           "written as UTF-16 but decoded as UTF-8"},
+      Row{stylesheet("", utf8 + utf8), Decoding::UTF8, "further xsl:output"},
+      Row{stylesheet("", "<xsl:output method='html' encoding='UTF-8'/>"), Decoding::UTF8, "not html"},
+      Row{stylesheet("", "<xsl:output indent='yes' encoding='UTF-8'/>"), Decoding::UTF8,
+          "indent has no effect"},
+      Row{stylesheet("", "<xsl:output doctype-system='a' encoding='UTF-8'/>"), Decoding::UTF8,
+          "doctype-system has no effect"},
+      Row{inTemplate("<xsl:text disable-output-escaping='yes'>a</xsl:text>"), Decoding::UTF8,
+          "disable-output-escaping has no effect"},
+      Row{inTemplate("<xsl:for-each-group select='a'/>"), Decoding::UTF8,
+          "'xsl:for-each-group' is not known"},
+      Row{inTemplate("<xsl:value-of select='upper-case(.)'/>"), Decoding::UTF8,
+          "'upper-case()' is not known"},
+      Row{inTemplate("<a b='{exists(.)}'/>"), Decoding::UTF8, "'exists()' is not known"},
+      Row{inTemplate("<xsl:value-of select='exsl:tokenize(.)'/>"), Decoding::UTF8, "node-set() alone"},
+      Row{"<a xsl:version='2.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'/>", Decoding::UTF16,
+          "XSLT 1.0, not 2.0"},
+      Row{stylesheet("<xsl:param name='CompactView'/>"), Decoding::UTF8, "CompactView is never used"},
+      Row{stylesheet("<xsl:param name='compactView'/>"), Decoding::UTF8, "does not set 'compactView'"},
+      Row{stylesheet("<xsl:variable name='CompactView'/>"), Decoding::UTF8, "sets no variable"},
+      Row{inTemplate("<xsl:if test='$CompactView = &quot;true&quot;'/>"), Decoding::UTF8,
+          "CompactView is never 'true'"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.line);
     EXPECT_THAT(scanStylesheet(row.text, "", row.decodedAs), ElementsAre(says(row.words)));
   }
+}
+
+TEST(StylesheetScan, what_is_known_in_xslt_1_0_is_no_finding) {
+  const std::string bodies[] = {
+      "<xsl:value-of select='exsl:node-set($a)'/>",
+      "<xsl:if test='$CompactView = &quot;TRUE&quot; or $CompactView != &quot;&quot;'/>",
+      "<xsl:value-of select='generate-id(.)' disable-output-escaping='no'/>",
+      "<xsl:new-in-2.0><xsl:fallback/></xsl:new-in-2.0>",
+      "<xsl:param name='compactView'/><xsl:variable name='CompactView'/>",
+  };
+  for (const std::string& body : bodies) {
+    EXPECT_THAT(scanStylesheet(inTemplate(body), "", Decoding::UTF8), IsEmpty()) << body;
+  }
+  EXPECT_THAT(scanStylesheet(stylesheet("<xsl:param name='CompactView'/><xsl:template match='/'>"
+                                        "<xsl:if test='$CompactView'/></xsl:template>"),
+                             "", Decoding::UTF8),
+              IsEmpty());
+}
+
+TEST(StylesheetScan, elements_of_an_extension_are_found) {
+  std::string text = inTemplate("<exsl:other/>");
+  text.replace(text.find(" version"), 0, " extension-element-prefixes='exsl'");
+  EXPECT_THAT(scanStylesheet(text, "", Decoding::UTF8), ElementsAre(says("'exsl:other' is not known")));
+}
+
+TEST(StylesheetScan, output_that_no_line_spells_so_is_explained) {
+  const std::string text = "<t:stylesheet version='1.0' xmlns:t='http://www.w3.org/1999/XSL/Transform'>\n"
+                           "<t:output encoding='UTF-8'/></t:stylesheet>";
+  EXPECT_THAT(scanStylesheet(text, "a.xsl", Decoding::UTF16),
+              ElementsAre(AllOf(says("no line with \"xsl:output\""), Field(&Finding::line, 2))));
+}
+
+TEST_F(StylesheetFiles, output_of_an_included_file_is_found_where_it_differs) {
+  write("own/same.xsl", stylesheet(""));
+  write("own/other.xsl", stylesheet("", "<xsl:output encoding='UTF-16'/>"));
+  EXPECT_THAT(scan(stylesheet("<xsl:include href='same.xsl'/>")), IsEmpty());
+  EXPECT_THAT(scan(stylesheet("<xsl:include href='other.xsl'/>")),
+              ElementsAre(says("other.xsl, line 2: this is a further"), says("written as UTF-16")));
+}
+
+TEST(StylesheetScan, findings_stand_in_the_order_of_their_lines) {
+  const std::string text = stylesheet("<xsl:param name='CompactView'/>\n<xsl:bogus/>", utf8 + "\n" + utf8);
+  EXPECT_THAT(scanStylesheet(text, "", Decoding::UTF8),
+              ElementsAre(Field(&Finding::line, 3), Field(&Finding::line, 4), Field(&Finding::line, 5)));
 }
 
 TEST(StylesheetScan, finding_names_its_line) {

@@ -169,8 +169,8 @@ public:
     const int attribute = m_attribute.From(start);
     const int opening = m_opening.From(attribute < 0 ? attribute : attribute + m_attribute.PatternLength());
     const int closing = m_closing.From(opening + 1);
-    if (m_readIn == m_part.Start() && opening == m_openingQuote && closing == m_closingQuote) {
-      return false;
+    if (m_readIn == m_part.Start() && opening == m_openingQuote) {
+      return false; // the closing quote is the next one
     }
     m_readIn = m_part.Start();
     m_openingQuote = opening;

@@ -426,21 +426,23 @@ constexpr int lineBufferBytes = 1024;
 constexpr int bothEnds = 2; // strip mode
 constexpr char lineFeed = 10;
 
-// An open file, closed at the end of its scope unless it is left open.
+// An open file. It is closed when an exception passes, too; a call that closes it without one may
+// raise one of its own, which a destructor may not.
 class OpenFile {
 public:
   explicit OpenFile(unsigned int descriptor) : m_descriptor(descriptor) {}
-  ~OpenFile() {
-    if (m_isOwned) {
-      ZEPFClose(m_descriptor);
-    }
-  }
+  ~OpenFile() { Close(); }
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
 
   bool IsAtEnd() const { return ZEPFEof(m_descriptor) == 0; }
   long ReadLine(char* buffer, int size) const { return ZEPFGets(buffer, size, m_descriptor); }
   void LeaveOpen() { m_isOwned = false; }
+  void Close() {
+    if (std::exchange(m_isOwned, false)) {
+      ZEPFClose(m_descriptor);
+    }
+  }
 
 private:
   unsigned int m_descriptor;
@@ -484,7 +486,9 @@ long checkEncoding(const ZEPUnicodeString& path) {
     return result;
   }
   OpenFile file(descriptor);
-  return findEncoding(file, result);
+  const long found = findEncoding(file, result);
+  file.Close();
+  return found;
 }
 
 // ---- choice of the stylesheet ------------------------------------------------------------------

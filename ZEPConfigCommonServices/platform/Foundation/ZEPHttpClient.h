@@ -42,7 +42,8 @@ public:
   int Download(std::size_t* oLength, char** oBuffer);
   // The next piece of at most `iPieceSize` bytes (4 or more); never ends inside a UTF-8 sequence,
   // unless the body does. At the end of the body `*oFinished` is set to 1, with no data; otherwise
-  // to 0. Negative: failure.
+  // to 0. Negative: failure. Where there is no memory for the piece it throws std::bad_alloc, since a
+  // caller that stops at a code would keep half a body.
   int DownloadEx(int iPieceSize, std::size_t* oLength, char** oBuffer, int* oFinished);
 
 private:

@@ -1,0 +1,5 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:template match="@{100000*b|}@c">y</xsl:template>
+<xsl:template match="/"><xsl:apply-templates/></xsl:template>
+</xsl:stylesheet>

@@ -1,0 +1,1 @@
+<!DOCTYPE xsl:stylesheet [@{100000*<!-- x -->}@

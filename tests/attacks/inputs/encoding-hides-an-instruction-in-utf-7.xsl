@@ -1,0 +1,5 @@
+<?xml version="1.0" encoding="UTF-7"?>
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:template match="/">+ADw-xsl:document href=+ACI-../written.txt+ACI-+AD4-x+ADw-/xsl:document+AD4-</xsl:template>
+</xsl:stylesheet>

@@ -1,0 +1,5 @@
+<!DOCTYPE xsl:stylesheet [<!ENTITY e "&#38;e;">]>
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:template match="/">&e;</xsl:template>
+</xsl:stylesheet>

@@ -1,0 +1,6 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:import href="../secret.xsl"/>
+<xsl:output method="text" encoding="UTF-8"/>
+
+<xsl:template match="/">x</xsl:template>
+</xsl:stylesheet>

@@ -1,0 +1,4 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:template match="/"><e><xsl:for-each select="//b"><xsl:attribute name="a{@c}" namespace="urn:{@c}">1</xsl:attribute></xsl:for-each></e></xsl:template>
+</xsl:stylesheet>

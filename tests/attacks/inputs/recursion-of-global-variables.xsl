@@ -1,0 +1,5 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:variable name="g" select="$h"/><xsl:variable name="h" select="$g"/>
+<xsl:template match="/"><xsl:value-of select="$g"/></xsl:template>
+</xsl:stylesheet>

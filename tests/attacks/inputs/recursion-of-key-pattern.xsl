@@ -1,0 +1,5 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:key name="k" match="*[key('k', 1)]" use="1"/><xsl:template match="key('k', '1')">y</xsl:template>
+<xsl:template match="/"><xsl:apply-templates/></xsl:template>
+</xsl:stylesheet>

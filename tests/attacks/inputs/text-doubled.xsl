@@ -1,0 +1,5 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:template name="t"><xsl:param name="s"/><xsl:call-template name="t"><xsl:with-param name="s" select="concat($s, $s)"/></xsl:call-template></xsl:template>
+<xsl:template match="/"><xsl:call-template name="t"><xsl:with-param name="s" select="'xx'"/></xsl:call-template></xsl:template>
+</xsl:stylesheet>

@@ -1,0 +1,4 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform" xmlns:r="http://xml.apache.org/xalan/redirect" extension-element-prefixes="r">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:template match="/"><r:open file="../written.txt">x</r:open></xsl:template>
+</xsl:stylesheet>

@@ -1,0 +1,4 @@
+<xsl:stylesheet version="2.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:template match="/"><xsl:result-document href="../written.txt">x</xsl:result-document></xsl:template>
+</xsl:stylesheet>

@@ -1,0 +1,4 @@
+<a>
+ <xsl:output
+ encoding="UTF-8"/>
+<xsl:output encoding="Utf-8"/>
