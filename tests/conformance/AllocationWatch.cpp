@@ -13,8 +13,6 @@ constexpr std::size_t mostNoted = 1024;
 
 long aliveBlocks = 0;
 long untilFailure = 0;
-bool failsOn = false;
-bool failed = false;
 std::vector<const void*>* freed = nullptr; // has room for mostNoted
 
 // ---- watch ----
@@ -66,8 +64,6 @@ const scripted::MemoryWatch ofValueTypes = {mayTake, noteTaken, noteGivenBack};
 
 void* allocate(std::size_t size) {
   if (untilFailure > 0 && --untilFailure == 0) {
-    failed = true;
-    untilFailure = failsOn ? 1 : 0;
     throw std::bad_alloc();
   }
   void* const block = mayTake() ? std::malloc(size == 0 ? 1 : size) : nullptr;
@@ -120,16 +116,6 @@ long alive() {
 
 void failAt(long nth) {
   untilFailure = nth;
-  failsOn = failed = false;
-}
-
-void failFrom(long nth) {
-  failAt(nth);
-  failsOn = true;
-}
-
-bool hasFailed() {
-  return failed;
 }
 
 Watch::Watch(long iFirstFailure, bool iFailsOnward) {

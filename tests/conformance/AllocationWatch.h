@@ -12,10 +12,6 @@ long alive();
 
 // Lets the nth allocation from now on fail, counted from 1; 0: none.
 void failAt(long nth);
-// And all behind it.
-void failFrom(long nth);
-// Whether it has come to that.
-bool hasFailed();
 
 // What is allocated while it lives, but for the scripted platform's own; can let these allocations
 // fail from the nth on, or the nth alone.

@@ -1,4 +1,4 @@
-#include "AllocationWatch.h"
+#include "FailingNew.h"
 #include "XMLMemory.h"
 #include "XMLTest.h"
 #include "session_test_support.h"
