@@ -118,7 +118,7 @@ const std::vector<CommandText>& texts() {
        {"Shows what ZEP_TRACE_FILE or --trace=FILE collected, in either form: each call with its time and "
         "its result, and below it what happened inside. What failed is marked. The calls of each process "
         "and thread stand together; a call is shown when it has ended.",
-        "Lines that are no trace records are skipped and reported on standard error."},
+        "Lines that are no trace records are skipped and reported on standard error; the exit status is then 2."},
        {{"", "zepcfg trace web.trace"},
         {"Only what failed:", "zepcfg trace --failures web.trace"},
         {"While it grows:", "tail -f web.trace | zepcfg trace"}},

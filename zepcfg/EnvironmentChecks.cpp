@@ -62,7 +62,7 @@ void checkValue(const EnvironmentVariable& variable, const std::string& value, C
                       shown(variable.name, value) + ", which counts as not set",
                       "write " + expectedValue(variable) + ", or unset it"});
   } else if (variable.kind == VariableKind::onOff && value == "1") {
-    checks.push_back({area, Health::note, shown(variable.name, value) + ": " + (variable.meaning + 3), ""});
+    checks.push_back({area, Health::note, shown(variable.name, value) + ": " + variable.meaning, ""});
   } else if (variable.kind == VariableKind::number && !value.empty()) {
     checks.push_back({area, Health::good, shown(variable.name, value), ""});
   }

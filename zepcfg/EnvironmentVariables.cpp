@@ -23,10 +23,10 @@ const std::vector<EnvironmentVariable>& environmentVariables() {
       {"XDG_CONFIG_HOME", stylesheets, text, "directory with the user's settings in zepcfg", "~/.config"},
       {"XDG_CONFIG_DIRS", stylesheets, text, "directories with the system's settings, separated by colons",
        "/etc/xdg"},
-      {"ZEP_BRANCHING", stylesheets, onOff, "1: the branching stylesheet is used, as with --branching", ""},
+      {"ZEP_BRANCHING", stylesheets, onOff, "the branching stylesheet is used, as with --branching", ""},
       {"ZEP_URL", server, text, "URL of the PLM server, as with --url", "no server is asked"},
       {"ZEP_CONTEXT", server, text, "security context for the server, as with --context", ""},
-      {"CFG_OldCallWebService", server, onOff, "1: calls use the legacy HTTP stack", ""},
+      {"CFG_OldCallWebService", server, onOff, "calls use the legacy HTTP stack", ""},
       {"ZEP_CA_FILE", server, text, "PEM file with a further certificate authority", "SSL_CERT_FILE"},
       {"SSL_CERT_FILE", server, text, "the same, where ZEP_CA_FILE is not set", ""},
       {"ZEP_HTTP_CONNECT_TIMEOUT_MS", server, number, "milliseconds for a connection", "10000", day},
@@ -49,7 +49,7 @@ const std::vector<EnvironmentVariable>& environmentVariables() {
        "standard error"},
       {"ZEP_TRACE_FORMAT", trace, text, "json (an object in each line) or text",
        "json for a file that ends with .jsonl"},
-      {"ZEP_TRACE_SECRETS", trace, onOff, "1: the trace shows the security context", ""},
+      {"ZEP_TRACE_SECRETS", trace, onOff, "the trace shows the security context", ""},
       {"NO_COLOR", terminal, text, "nothing is coloured, whatever its value", ""},
   };
   return variables;

@@ -21,7 +21,7 @@ struct EnvironmentVariable {
   const char* name;
   Concern concern;
   VariableKind kind;
-  const char* meaning;
+  const char* meaning;   // of a switch: where it is on
   const char* usual;     // what holds where it is not set; may be empty
   std::int64_t most = 0; // of a number
 };

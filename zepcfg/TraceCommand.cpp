@@ -8,6 +8,7 @@
 #include "TraceTree.h"
 #include "ZEPHResult.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <optional>
@@ -17,6 +18,7 @@ namespace zep::cli {
 namespace {
 
 constexpr std::size_t longestText = 120; // bytes, in a tree that is not asked for in full
+constexpr std::size_t deepestIndent = 60;
 constexpr std::size_t mostReported = 10; // lines that are no records
 
 struct Palette {
@@ -70,7 +72,8 @@ private:
   }
 
   void writeBranch(const TraceNode& node, std::size_t depth) {
-    m_result.write(std::string(2 * depth, ' ') + (node.isCall ? inWords(node) : detailInWords(node)) + "\n");
+    m_result.write(std::string(2 * std::min(depth, deepestIndent), ' ') +
+                   (node.isCall ? inWords(node) : detailInWords(node)) + "\n");
     for (const TraceNode& child : node.children) {
       // Inside what failed everything may say why; elsewhere only what leads there does.
       if (!m_isOfFailures || child.holdsFailure || (node.hasFailed && !child.isCall)) {

@@ -21,7 +21,11 @@ FilterDocument ReadExpression(const ZEPUnicodeString& expression) {
   if (document == nullptr) {
     throw FilterFault(session.Message());
   }
-  return ReadFilterDocument(*document);
+  FilterDocument read = ReadFilterDocument(*document);
+  if (session.HasFailed()) { // without memory, texts come back empty
+    throw FilterFault(session.Message());
+  }
+  return read;
 }
 
 } // namespace

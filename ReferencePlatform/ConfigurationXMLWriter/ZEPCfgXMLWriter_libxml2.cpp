@@ -5,7 +5,9 @@
 #include "ZEPHResult.h"
 #include "ZEPUTF8Conversion.h"
 #include "ZEPUnicodeString.h"
+#include "ZEPXMLMemory_libxml2.h"
 
+#include <limits>
 #include <set>
 #include <string>
 #include <vector>
@@ -15,6 +17,9 @@
 #include <libxml/xmlwriter.h>
 
 namespace {
+
+// The caller has the text in memory anyway.
+constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max() / 4;
 
 const xmlChar* XMLText(const char* text) {
   return reinterpret_cast<const xmlChar*>(text);
@@ -51,13 +56,17 @@ bool IsXMLName(const ZEPUnicodeString& name) {
 
 } // namespace
 
-struct ZEPCfgXMLWriter::Implementation {
+struct ZEPCfgXMLWriter::Implementation final : zep::XMLMemory::Owner {
   // Where in the document the writer is.
   enum class Place { Start, Prolog, Element, End, Done };
 
-  Implementation()
-      : buffer(xmlBufferCreate()),
-        writer(buffer == nullptr ? nullptr : xmlNewTextWriterMemory(buffer, 0)) {}
+  Implementation() {
+    Do([this] {
+      buffer = xmlBufferCreate();
+      writer = buffer == nullptr ? nullptr : xmlNewTextWriterMemory(buffer, 0);
+      return writer == nullptr ? -1 : 0;
+    });
+  }
   ~Implementation() {
     if (writer != nullptr) {
       xmlFreeTextWriter(writer);
@@ -78,19 +87,23 @@ struct ZEPCfgXMLWriter::Implementation {
   }
   // Whether the document may go on from here; if not, the failure is set.
   bool IsAt(Place wanted) {
-    if (ZEPSucceeded(failure) && writer == nullptr) {
-      failure = E_OUTOFMEMORY;
-    }
     if (ZEPSucceeded(failure) && place != wanted) {
       failure = E_UNEXPECTED;
     }
     return ZEPSucceeded(failure);
   }
-  // The library answers below 0 when it cannot write.
-  long Checked(int written) { return written < 0 ? Fail(E_OUTOFMEMORY) : S_OK; }
+  // The library answers below 0 when it cannot write, but not always when it has no memory.
+  template <class Write>
+  long Do(const Write& write) {
+    const zep::XMLMemory memory(kNoLimit, *this);
+    const bool isWritten = memory.IsReady() && write() >= 0;
+    return isWritten && !isShort ? S_OK : Fail(E_OUTOFMEMORY);
+  }
+  void OnMemoryFailure(const char*) override { isShort = true; }
 
-  xmlBufferPtr buffer;
-  xmlTextWriterPtr writer;
+  xmlBufferPtr buffer = nullptr;
+  xmlTextWriterPtr writer = nullptr;
+  bool isShort = false;
   Place place = Place::Start;
   int depth = 0;
   long failure = S_OK;
@@ -105,7 +118,7 @@ long ZEPCfgXMLWriter::WriteStartDocument() {
     return document.failure;
   }
   document.place = Implementation::Place::Prolog;
-  return document.Checked(xmlTextWriterStartDocument(document.writer, "1.0", "UTF-8", nullptr));
+  return document.Do([&] { return xmlTextWriterStartDocument(document.writer, "1.0", "UTF-8", nullptr); });
 }
 
 long ZEPCfgXMLWriter::WriteStartElement(const PLMCfgInString& iName, const PLMCfgInListVal* iAttributeNames,
@@ -129,12 +142,13 @@ long ZEPCfgXMLWriter::WriteStartElement(const PLMCfgInString& iName, const PLMCf
   }
   document.place = Implementation::Place::Element;
   ++document.depth;
-  long result =
-      document.Checked(xmlTextWriterStartElement(document.writer, XMLText(iName.GetText().CastToCharPtr())));
+  long result = document.Do(
+      [&] { return xmlTextWriterStartElement(document.writer, XMLText(iName.GetText().CastToCharPtr())); });
   for (std::size_t i = 0; ZEPSucceeded(result) && i < names.size(); ++i) {
-    result = document.Checked(xmlTextWriterWriteAttribute(document.writer,
-                                                          XMLText(names[i].GetText().CastToCharPtr()),
-                                                          XMLText(values[i].GetText().CastToCharPtr())));
+    result = document.Do([&] {
+      return xmlTextWriterWriteAttribute(document.writer, XMLText(names[i].GetText().CastToCharPtr()),
+                                         XMLText(values[i].GetText().CastToCharPtr()));
+    });
   }
   return result;
 }
@@ -147,8 +161,8 @@ long ZEPCfgXMLWriter::WriteCharacters(const PLMCfgInString& iText) {
   if (!IsXMLText(iText.GetText())) {
     return document.Fail(E_INVALIDARG);
   }
-  return document.Checked(
-      xmlTextWriterWriteString(document.writer, XMLText(iText.GetText().CastToCharPtr())));
+  return document.Do(
+      [&] { return xmlTextWriterWriteString(document.writer, XMLText(iText.GetText().CastToCharPtr())); });
 }
 
 long ZEPCfgXMLWriter::WriteEndElement() {
@@ -159,7 +173,7 @@ long ZEPCfgXMLWriter::WriteEndElement() {
   if (--document.depth == 0) {
     document.place = Implementation::Place::End;
   }
-  return document.Checked(xmlTextWriterEndElement(document.writer));
+  return document.Do([&] { return xmlTextWriterEndElement(document.writer); });
 }
 
 long ZEPCfgXMLWriter::WriteEndDocument() {
@@ -168,8 +182,8 @@ long ZEPCfgXMLWriter::WriteEndDocument() {
     return document.failure;
   }
   document.place = Implementation::Place::Done;
-  const long result = document.Checked(xmlTextWriterEndDocument(document.writer));
-  return ZEPFailed(result) ? result : document.Checked(xmlTextWriterFlush(document.writer));
+  const long result = document.Do([&] { return xmlTextWriterEndDocument(document.writer); });
+  return ZEPFailed(result) ? result : document.Do([&] { return xmlTextWriterFlush(document.writer); });
 }
 
 long ZEPCfgXMLWriter::GetGeneratedXML(ZEPUnicodeString& oXML) {

@@ -6,6 +6,7 @@
 #include "ZEPXMLDocument_libxml2.h"
 #include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLInputSource.h"
+#include "ZEPXMLResult.h"
 #include "ZEPXMLSession_libxslt.h"
 #include "ZEPXMLStylesheet_libxslt.h"
 
@@ -72,6 +73,11 @@ public:
   long CreateTransformer(const ZEPISAXInputSource_var& iStylesheet,
                          ZEPIXMLXSLTransformer_var& oTransformer) override {
     oTransformer = nullptr;
+    return zep::XMLResult([&] { return Create(iStylesheet, oTransformer); });
+  }
+
+private:
+  static long Create(const ZEPISAXInputSource_var& iStylesheet, ZEPIXMLXSLTransformer_var& oTransformer) {
     const zep::XMLInputSource* const source = zep::SourceOf(iStylesheet);
     if (source == nullptr) {
       ZEPSetLastError(E_INVALIDARG, "there is no stylesheet source");
@@ -91,6 +97,9 @@ public:
       }
       prepared = std::make_unique<zep::PreparedStylesheet>(std::move(stylesheet), session.Limits(),
                                                            std::move(*text), std::move(session.included));
+      if (session.HasFailed()) {
+        return Failed(*source, session.Message());
+      }
     }
     oTransformer = zep::MakeTransformer(std::move(prepared));
     return S_OK;

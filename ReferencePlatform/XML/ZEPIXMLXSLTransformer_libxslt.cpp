@@ -7,6 +7,7 @@
 #include "ZEPXMLDocument_libxml2.h"
 #include "ZEPXMLInputSource.h"
 #include "ZEPXMLOutput.h"
+#include "ZEPXMLResult.h"
 #include "ZEPXMLSession_libxslt.h"
 #include "ZEPXMLStylesheet_libxslt.h"
 #include "ZEPXMLTransformation_libxslt.h"
@@ -184,6 +185,16 @@ public:
   }
   long SetParameter(const ZEPUnicodeString& iName, const ZEPUnicodeString& iNamespace,
                     const ZEPUnicodeString& iValue) override {
+    return XMLResult([&] { return AddParameter(iName, iNamespace, iValue); });
+  }
+
+  long Transform() override {
+    return XMLResult([this] { return TransformInput(); });
+  }
+
+private:
+  long AddParameter(const ZEPUnicodeString& iName, const ZEPUnicodeString& iNamespace,
+                    const ZEPUnicodeString& iValue) {
     const ZEPUTF8Conversion name(iName);
     const ZEPUTF8Conversion uri(iNamespace);
     const ZEPUTF8Conversion value(iValue);
@@ -195,7 +206,7 @@ public:
     return S_OK;
   }
 
-  long Transform() override {
+  long TransformInput() {
     const XMLInputSource* const source = SourceOf(m_input);
     XMLOutputSource* const output = SourceOf(m_output);
     if (source == nullptr || output == nullptr) {
@@ -207,15 +218,13 @@ public:
       return Failed(E_FAIL, std::string(source->SourceId().ConvertToChar()) + ": " + session.Message());
     }
     std::optional<std::string> bytes = Apply(session, document.get());
-    m_prepared->parser.TakeBack(std::move(document));
-    if (!bytes) {
+    if (!bytes || session.HasFailed()) {
       const std::string message = session.Message();
       return Failed(E_FAIL, message.empty() ? "the result cannot be written in its encoding" : message);
     }
     return output->Deliver(std::move(*bytes)) ? S_OK : Failed(E_FAIL, "the output buffer is gone");
   }
 
-private:
   static long Failed(long code, const std::string& message) {
     ZEPSetLastError(code, message);
     return code;

@@ -4,7 +4,6 @@
 #include "ZEPUTF8Conversion.h"
 #include "ZEPUnicodeString.h"
 #include "ZEPXMLInputSource.h"
-#include "ZEPXMLNodes_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
@@ -29,6 +28,14 @@ namespace {
 
 enum class DocumentType { Refused, PlainEntities };
 
+// Blank text that is dropped unless other text follows before the next tag.
+struct BlankText {
+  static constexpr std::size_t kMaxCount = 254;
+
+  std::array<char, kMaxCount + 2> bytes; // the parser's own function looks at two behind them
+  std::size_t count = 0;
+};
+
 struct ParseJob {
   std::string_view bytes;
   const char* url; // names the document in messages, and is the base of what it includes
@@ -36,14 +43,18 @@ struct ParseJob {
   DocumentType documentType;
   bool isStylesheet;
   int options;
+  BlankText blankText = {};
 };
 
 constexpr int kStylesheetOptions = XML_PARSE_NONET | XML_PARSE_NOCDATA | XML_PARSE_NOENT;
-constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE; // its own limits stand in for those
+// Limits of our own stand in for those of the parser. Short texts lie in their nodes.
+constexpr int kExpressionOptions = kStylesheetOptions | XML_PARSE_HUGE | XML_PARSE_COMPACT;
 constexpr std::size_t kMaxDictionaryBytes = std::size_t{256} << 10;
 constexpr std::size_t kMaxEntityBytes = 256;
 constexpr int kMaxEntityReferences = 10'000; // each costs as much as the text before it is long
 constexpr int kMaxStylesheetDocuments = 200;
+// What a compilation, which nothing ends, takes at the most of memory for each byte of text.
+constexpr std::size_t kCompiledFactor = 40;
 // libxml2 compares each attribute of an element with all others, and looks for a namespace among all
 // that are in scope.
 constexpr int kMaxAttributes = 1'000;
@@ -63,8 +74,8 @@ const char* Text(const xmlChar* text) {
 
 // ---- what the parser calls ---------------------------------------------------------------------
 
-const ParseJob& JobOf(void* context) {
-  return *static_cast<const ParseJob*>(static_cast<xmlParserCtxtPtr>(context)->_private);
+ParseJob& JobOf(void* context) {
+  return *static_cast<ParseJob*>(static_cast<xmlParserCtxtPtr>(context)->_private);
 }
 
 void OnDocumentType(void* context, const xmlChar* name, const xmlChar* publicId, const xmlChar* systemId) {
@@ -139,8 +150,58 @@ void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, c
   if (JobOf(context).isStylesheet) {
     CountNamespacePairs(*parser);
   }
+  JobOf(context).blankText.count = 0;
   xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
                         defaultedCount, attributes);
+}
+
+// ---- blank text that is not wanted -------------------------------------------------------------
+
+bool IsBlank(std::string_view text) {
+  return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+// The parser gives a text in pieces.
+bool IsInsideText(void* context) {
+  const xmlNode* const parent = static_cast<xmlParserCtxtPtr>(context)->node;
+  return parent != nullptr && parent->last != nullptr && parent->last->type == XML_TEXT_NODE;
+}
+
+void OnText(void* context, const xmlChar* text, int count) {
+  BlankText& blank = JobOf(context).blankText;
+  const std::string_view piece(Text(text), static_cast<std::size_t>(count));
+  if (IsBlank(piece) && piece.size() <= BlankText::kMaxCount - blank.count && !IsInsideText(context)) {
+    piece.copy(blank.bytes.data() + blank.count, piece.size());
+    blank.count += piece.size();
+    return;
+  }
+  if (blank.count != 0) {
+    xmlSAX2Characters(context, reinterpret_cast<const xmlChar*>(blank.bytes.data()),
+                      static_cast<int>(std::exchange(blank.count, 0)));
+  }
+  xmlSAX2Characters(context, text, count);
+}
+
+void OnEndElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri) {
+  JobOf(context).blankText.count = 0;
+  xmlSAX2EndElementNs(context, name, prefix, uri);
+}
+
+void OnComment(void* context, const xmlChar* text) {
+  JobOf(context).blankText.count = 0;
+  xmlSAX2Comment(context, text);
+}
+
+void OnInstruction(void* context, const xmlChar* target, const xmlChar* data) {
+  JobOf(context).blankText.count = 0;
+  xmlSAX2ProcessingInstruction(context, target, data);
+}
+
+void DropBlankText(xmlSAXHandler& sax) {
+  sax.characters = sax.ignorableWhitespace = OnText;
+  sax.endElementNs = OnEndElement;
+  sax.comment = OnComment;
+  sax.processingInstruction = OnInstruction;
 }
 
 // ---- parsing -----------------------------------------------------------------------------------
@@ -161,6 +222,9 @@ private:
 
 // Names come from the dictionary, which belongs to the caller as well, or from one of its own.
 XMLParser MakeParser(XMLSession& session, xmlDictPtr dictionary) {
+  if (session.HasFailed()) {
+    return nullptr;
+  }
   XMLParser parser(xmlNewParserCtxt());
   if (parser == nullptr) {
     session.Fail("out of memory");
@@ -213,13 +277,15 @@ int ReadPiece(void* context, char* buffer, int size) {
 }
 
 // No encoding is named to the parser, which would then convert UTF-8 to UTF-8.
-XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, const ParseJob& job) {
+XMLDocument ParseBytes(XMLSession& session, xmlParserCtxtPtr parser, ParseJob job) {
   if (job.bytes.size() > INT_MAX) {
     session.Fail("it is too large");
+  }
+  if (session.HasFailed()) {
     return nullptr;
   }
   const ParserInUse use(session, parser);
-  parser->_private = const_cast<ParseJob*>(&job);
+  parser->_private = &job;
   parser->options = 0; // otherwise those of the last document would stay
   const int options = job.options | (job.isUTF8 ? XML_PARSE_IGNORE_ENC : 0);
   session.readBytes += job.bytes.size();
@@ -478,6 +544,7 @@ XMLDocument ParseStylesheetBytes(XMLSession& session, const ParseJob& job, xmlDi
     session.Fail("the stylesheet is larger than ZEP_XSLT_MAX_STYLESHEET_BYTES allows");
     return nullptr;
   }
+  session.ReserveMemory(session.stylesheetBytes * kCompiledFactor);
   const XMLParser parser = MakeParser(session, dictionary);
   XMLDocument document = parser == nullptr ? nullptr : ParseBytes(session, parser.get(), job);
   if (document != nullptr && RefuseInstructions(session, *document)) {
@@ -521,6 +588,9 @@ XMLDocument XMLExpressionParser::ParseText(XMLSession& session, const XMLInputSo
 XMLDocument XMLExpressionParser::Parse(XMLSession& session, const XMLInputSource& source) {
   if (m_parser == nullptr) {
     m_parser = MakeParser(session, nullptr);
+    if (m_parser != nullptr && m_dropsBlankText) {
+      DropBlankText(*m_parser->sax);
+    }
   }
   if (m_parser == nullptr) {
     return nullptr;
@@ -535,20 +605,8 @@ XMLDocument XMLExpressionParser::Parse(XMLSession& session, const XMLInputSource
   return document;
 }
 
-void XMLExpressionParser::TakeBack(XMLDocument document) {
-  if (m_parser != nullptr) {
-    RecycleDocument(m_parser.get(), document.release());
-  }
-}
-
-void XMLExpressionParser::Shrink() {
-  if (m_parser != nullptr) {
-    ShrinkNodeStore(m_parser.get());
-  }
-}
-
 XMLDocument ParseExpression(XMLSession& session, const XMLInputSource& source) {
-  return XMLExpressionParser().Parse(session, source);
+  return XMLExpressionParser(XMLExpressionParser::BlankText::Keep).Parse(session, source);
 }
 
 std::optional<StylesheetText> LoadStylesheet(XMLSession& session, const XMLInputSource& source) {

@@ -34,20 +34,20 @@ XMLDocument ParseStylesheet(XMLSession& session, const StylesheetText& text);
 // Whether reading the file again gives what it gave then.
 bool IsUnchanged(const XMLLimits& limits, const IncludedText& included);
 
-// Parses one expression after the other, and keeps for the next one what is dear to make: the parser,
-// the names that it has seen, the nodes of the last document. All of that is bounded, and nothing is
-// kept after a failure.
+// Parses one expression after the other, and keeps for the next one what is dear to make: the parser and
+// the names that it has seen. Both are bounded, and nothing is kept after a failure.
 class XMLExpressionParser {
 public:
+  enum class BlankText { Keep, Drop }; // between two tags
+
+  explicit XMLExpressionParser(BlankText blankText) : m_dropsBlankText(blankText == BlankText::Drop) {}
+
   XMLDocument Parse(XMLSession& session, const XMLInputSource& source);
-  // A document that it parsed, and that nobody uses any more.
-  void TakeBack(XMLDocument document);
-  // Gives up what only a run of expressions makes worth its memory.
-  void Shrink();
 
 private:
   XMLDocument ParseText(XMLSession& session, const XMLInputSource& source, const char* url);
 
+  bool m_dropsBlankText;
   XMLParser m_parser;
 };
 

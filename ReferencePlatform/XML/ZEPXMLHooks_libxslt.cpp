@@ -2,11 +2,13 @@
 
 #include "ZEPXMLDocument_libxml2.h"
 #include "ZEPXMLInstructions_libxslt.h"
+#include "ZEPXMLMemory_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <new>
 
 #include <libxml/globals.h>
 #include <libxslt/documents.h>
@@ -83,7 +85,12 @@ xmlDocPtr LoadDocument(const xmlChar* uri, xmlDictPtr dictionary, int options, v
     session->Fail("a stylesheet reads no documents: document() is refused");
     return nullptr;
   }
-  return ParseIncludedStylesheet(*session, reinterpret_cast<const char*>(uri), dictionary);
+  try {
+    return ParseIncludedStylesheet(*session, reinterpret_cast<const char*>(uri), dictionary);
+  } catch (const std::bad_alloc&) {
+    session->Fail("out of memory");
+    return nullptr;
+  }
 }
 
 void OnInstruction(xmlNodePtr instruction, xmlNodePtr current, xsltTemplatePtr,
@@ -152,6 +159,7 @@ void OnTransformationError(void* session, const char* format, ...) {
 void EnsureXMLHooks() {
   const std::lock_guard<std::mutex> lock(hooksMutex);
   static const bool initialised = [] {
+    const XMLPlainMemory plain;
     xmlInitParser();
     xsltInit();
     WatchInstructions(OnInstruction);

@@ -184,6 +184,7 @@ void WatchTree(XMLSession& session, const xmlNodeSet* nodes) {
       AddTree(session, *nodes->nodeTab[i], weight);
     }
   }
+  session.CheckMemory(weight.nodes * sizeof(xmlNode) + weight.textBytes);
 }
 
 } // namespace zep

@@ -15,7 +15,7 @@ struct XMLLimits {
   std::size_t maxDepth;           // of nested elements
   std::size_t maxNodes;           // of a document, and of all that a transformation makes
   std::size_t maxTextBytes;       // of one text: the output, or one that an XPath function makes
-  std::size_t maxMemoryBytes;     // by which a transformation may make the process grow
+  std::size_t maxMemoryBytes;     // that libxml2 and libxslt take for one document and its transformation
   unsigned long maxOperations;    // of XSLT instructions, and of XPath steps
   int maxTemplateDepth;           // of templates that call templates
 };

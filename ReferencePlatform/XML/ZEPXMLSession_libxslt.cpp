@@ -14,7 +14,8 @@
 namespace zep {
 namespace {
 
-thread_local XMLSession* currentSession = nullptr;
+// Asked for at each node.
+__attribute__((tls_model("initial-exec"))) thread_local XMLSession* currentSession = nullptr;
 
 // All texts that a transformation makes, kept or not, against the size of its output.
 constexpr std::size_t kMadeTextFactor = 16;
@@ -62,10 +63,14 @@ void OnNode(xmlNodePtr node) {
 XMLSession::XMLSession(const XMLLimits& limits)
     : m_limits(limits),
       m_deadline(std::chrono::steady_clock::now() + limits.time),
-      m_memory(limits.maxMemoryBytes),
+      m_memory(limits.maxMemoryBytes, *this),
       m_outer(currentSession) {
   m_reason[0] = m_place[0] = m_messages[0] = '\0';
-  EnsureXMLHooks();
+  if (m_memory.IsReady()) {
+    EnsureXMLHooks();
+  } else {
+    OnMemoryFailure("out of memory");
+  }
   m_outerErrorFunction = xmlStructuredError;
   m_outerErrorContext = xmlStructuredErrorContext;
   xmlSetStructuredErrorFunc(this, OnError);
@@ -92,15 +97,27 @@ XMLSession* XMLSession::Current() {
 }
 
 void XMLSession::Fail(const char* reason) {
+  FailFor(reason);
+  if (m_parser != nullptr && !m_isParserBusy) {
+    xmlStopParser(m_parser);
+  }
+}
+
+void XMLSession::OnMemoryFailure(const char* reason) {
+  FailFor(reason);
+  if (m_parser != nullptr) {
+    m_parser->instate = XML_PARSER_EOF;
+  }
+}
+
+void XMLSession::FailFor(const char* reason) {
   if (!HasFailed()) {
     RememberPlace();
     std::snprintf(m_reason.data(), m_reason.size(), "%s", reason);
   }
-  if (m_parser != nullptr && m_isNodeInTheMaking) {
-    m_parser->disableSAX = 1; // stopping would free the text that the node is being made from
+  if (m_parser != nullptr) {
+    m_parser->disableSAX = 1;
     m_parser->wellFormed = 0;
-  } else if (m_parser != nullptr) {
-    xmlStopParser(m_parser);
   }
   if (m_transformation != nullptr) {
     m_transformation->state = XSLT_STATE_STOPPED;
@@ -187,9 +204,9 @@ void XMLSession::ForgetNode(const xmlNode* node) {
 void XMLSession::CountNode(const xmlNode* node) {
   CountUnfilledText();
   if (++m_nodes > m_limits.maxNodes) {
-    m_isNodeInTheMaking = true;
+    m_isParserBusy = true;
     Fail("there are more nodes than ZEP_XSLT_MAX_NODES allows");
-    m_isNodeInTheMaking = false;
+    m_isParserBusy = false;
     return;
   }
   if (node->type == XML_TEXT_NODE && m_transformation != nullptr) {
@@ -226,8 +243,6 @@ void XMLSession::CheckUse() {
   const auto now = XMLQuickNow();
   if (now > m_deadline) {
     Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows");
-  } else if (m_memory.IsOver(now)) {
-    Fail("the stylesheet takes more memory than ZEP_XSLT_MAX_MEMORY_BYTES allows");
   } else if (m_stack.IsOver()) {
     Fail("the stylesheet nests its calls too deeply for the stack of this thread");
   }

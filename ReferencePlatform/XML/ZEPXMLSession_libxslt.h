@@ -1,8 +1,9 @@
 #pragma once
 
 #include "ZEPXMLLimits.h"
-#include "ZEPXMLMemory_posix.h"
+#include "ZEPXMLMemory_libxml2.h"
 #include "ZEPXMLStylesheetText.h"
+#include "ZEPXMLWatch_posix.h"
 
 #include <array>
 #include <chrono>
@@ -21,7 +22,7 @@ namespace zep {
 // One use of libxml2 and libxslt on this thread: collects what they have to say, and counts what
 // is used up. While no session is open on a thread, both libraries behave there as if this
 // platform did not exist.
-class XMLSession {
+class XMLSession final : private XMLMemory::Owner {
 public:
   explicit XMLSession(const XMLLimits& limits);
   ~XMLSession();
@@ -49,9 +50,13 @@ public:
   void CountText(std::size_t bytes);
   // One text alone, before it is made.
   void CheckTextSize(std::size_t bytes);
+  // Before work that nothing can end once it has begun. Fails if it cannot have so many bytes of memory, or
+  // may not.
+  void ReserveMemory(std::size_t bytes) { m_memory.Reserve(bytes); }
+  void CheckMemory(std::size_t bytes) { m_memory.Allows(bytes); }
   // Time alone, while something is read.
   void CheckTime();
-  // Time, memory and stack of a transformation.
+  // Time and stack of a transformation.
   void CheckUse();
   // Of the stack, when CheckUse() would no longer go on.
   std::size_t StackReserve() const { return m_stack.Reserve(); }
@@ -79,12 +84,14 @@ public:
   int entityReferences = 0;
 
 private:
+  void OnMemoryFailure(const char* reason) override;
+  void FailFor(const char* reason);
   void RememberPlace();
   void CountUnfilledText();
 
   XMLLimits m_limits;
   std::chrono::steady_clock::time_point m_deadline;
-  XMLMemoryWatch m_memory;
+  XMLMemory m_memory;
   XMLStackWatch m_stack;
   std::size_t m_nodes = 0;
   std::size_t m_madeTextBytes = 0;
@@ -95,7 +102,7 @@ private:
   xsltTransformContextPtr m_transformation = nullptr;
 
   bool m_hasExpressionError = false;
-  bool m_isNodeInTheMaking = false;
+  bool m_isParserBusy = false; // with what stopping it would free
   // Texts; most sessions have none, and clearing all of them would be work for nothing.
   std::array<char, 256> m_reason;
   std::array<char, 512> m_place; // the instruction that had something to say last

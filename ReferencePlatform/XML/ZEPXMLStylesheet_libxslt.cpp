@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <mutex>
 #include <utility>
 
+#include <libxml/hash.h>
 #include <libxslt/imports.h>
 
 namespace zep {
@@ -78,11 +80,26 @@ bool IsUpToDate(const PreparedStylesheet& prepared) {
       [&prepared](const IncludedText& included) { return IsUnchanged(prepared.limits, included); });
 }
 
+void FindPreserved(void* value, void* found, const xmlChar*) {
+  const bool isPreserved = std::strcmp(static_cast<const char*>(value), "preserve") == 0;
+  *static_cast<bool*>(found) = *static_cast<bool*>(found) || isPreserved;
+}
+
+// What the main stylesheet says holds over what it imports.
+XMLExpressionParser::BlankText BlankTextFor(const xsltStylesheet& stylesheet) {
+  bool isPreserved = stylesheet.stripAll != 1;
+  if (stylesheet.stripSpaces != nullptr) {
+    xmlHashScan(stylesheet.stripSpaces, FindPreserved, &isPreserved);
+  }
+  return isPreserved ? XMLExpressionParser::BlankText::Keep : XMLExpressionParser::BlankText::Drop;
+}
+
 } // namespace
 
 PreparedStylesheet::PreparedStylesheet(XSLTStylesheet compiled, const XMLLimits& limitsThen,
                                        StylesheetText textRead, std::vector<IncludedText> includedRead)
     : stylesheet(std::move(compiled)),
+      parser(BlankTextFor(*stylesheet)),
       transformation(stylesheet.get()),
       limits(limitsThen),
       text(std::move(textRead)),
@@ -100,7 +117,6 @@ void KeepPrepared(PreparedStylesheetPtr prepared) {
   if (prepared->SourceBytes() > kMaxKeptBytes || HasExtensions(prepared->stylesheet.get())) {
     return;
   }
-  prepared->parser.Shrink();
   Slots dropped; // freed without the mutex
   const std::lock_guard<std::mutex> lock(keptMutex);
   if (isClosed) {

@@ -126,6 +126,9 @@ XMLTransformation::XMLTransformation(xsltStylesheetPtr stylesheet)
       m_security(ForbidEverything()) {}
 
 bool XMLTransformation::MakeContext(XMLSession& session, xmlDocPtr document) {
+  if (m_new == nullptr) {
+    m_new = std::make_unique<Snapshot>();
+  }
   m_context.reset(xsltNewTransformContext(m_stylesheet, document));
   if (m_context == nullptr || m_security == nullptr ||
       xsltSetCtxtSecurityPrefs(m_security.get(), m_context.get()) != 0) {
@@ -136,9 +139,6 @@ bool XMLTransformation::MakeContext(XMLSession& session, xmlDocPtr document) {
   m_context->debugStatus = XSLT_DEBUG_RUN; // has each instruction watched
   WatchFunctions(m_context.get());
   xsltSetCtxtSortFunc(m_context.get(), SortWatched);
-  if (m_new == nullptr) {
-    m_new = std::make_unique<Snapshot>();
-  }
   // Byte by byte, with what is between the fields.
   std::memcpy(static_cast<void*>(&m_new->context), m_context.get(), sizeof m_new->context);
   std::memcpy(static_cast<void*>(&m_new->xpath), m_context->xpathCtxt, sizeof m_new->xpath);
@@ -205,7 +205,7 @@ XMLDocument XMLTransformation::Apply(XMLSession& session, xmlDocPtr document,
   XSLTContext context;
   const xsltTransformContextPtr transformation = Prepare(session, document, parameters);
   context = std::move(m_context);
-  if (transformation == nullptr) {
+  if (transformation == nullptr || session.HasFailed()) {
     return nullptr;
   }
   session.SetTransformation(transformation);

@@ -51,7 +51,7 @@ ENUMERATORS = {
 # Members and globals whose order is seen, because the end of such an object is.
 OBJECT_WITH_EFFECT = re.compile(r"(std :: optional < )?ZEP\w+(_var|Buffer)\b [^&]*;$")
 # What {} would be the same as.
-EMPTY_RESULTS = ("", "{}", "0", "false", "S_OK", "std::nullopt", "Step::done", "Choice::made")
+EMPTY_RESULTS = ("", "{}", "0", "false", "S_OK", "nullptr", "std::nullopt", "Step::done", "Choice::made")
 DECLARATION_WORDS = {"using", "const", "constexpr", "static", "auto", "struct"}
 
 
@@ -268,8 +268,12 @@ def is_swappable(source, statement):
     """The order of what calls nothing is not worth a look."""
     words = source.words(statement.first, statement.last)
     if statement.in_function:
-        return words[0] not in ("return", "break", "continue", "using") and "(" in words
+        return words[0] not in ("return", "break", "continue", "using") and "(" in words and not is_lambda(words)
     return OBJECT_WITH_EFFECT.match(" ".join(words)) is not None
+
+
+def is_lambda(words):
+    return any(pair == ("=", "[") for pair in zip(words, words[1:]))
 
 
 def removal(source, statement):

@@ -170,9 +170,11 @@ class _Scopes:
         return "values"
 
     def outside_of_brackets(self, start, end):
+        """The words, without those of an operator's name."""
         words, index = [], start
         while index < end:
-            words.append(self.text(index))
+            if self.text(index - 1) != "operator" or self.text(index) in CLOSING:
+                words.append(self.text(index))
             index = self.source.closing[index] + 1 if self.text(index) in CLOSING else index + 1
         return words
 

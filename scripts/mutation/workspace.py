@@ -149,12 +149,12 @@ class Variant:
 
     def build_tests_of(self, changed_names):
         for name, held in TESTS_OF_SOURCES.items():
-            if set(held) & set(changed_names):
+            if changed_names & set(held):
                 objects = [self.object(source) for source in held if source.endswith(".cpp")]
                 self.build_test(name, self.extra, self.lib / LIBRARY, objects)
 
     def build_tests_of_sources(self):
-        self.build_tests_of(source for held in TESTS_OF_SOURCES.values() for source in held)
+        self.build_tests_of({source for held in TESTS_OF_SOURCES.values() for source in held})
 
     def build_test(self, name, extra, library, objects=()):
         path = f"{TESTS}/{name}.cpp"
@@ -221,8 +221,7 @@ class Switched:
                 of_function.setdefault(mutant.function, []).append(mutant)
         text = source.text
         for number in reversed(range(len(source.functions))):
-            if source.functions[number].closing > source.functions[number].opening + 1:
-                text = self.with_switch(source, number, of_function.get(number, []), text)
+            text = self.with_switch(source, number, of_function.get(number, []), text)
         return text
 
     def with_switch(self, source, number, mutants, text):
@@ -266,13 +265,13 @@ class Rebuilt:
             self.write(self.mutated, self.mutated.text)
             for path in self.users(self.mutated):
                 self.raise_unless(self.variant.compile(path))
-            self.variant.build_tests_of([Path(self.mutated.path).name])
+            self.variant.build_tests_of({Path(self.mutated.path).name})
         self.mutated = mutant.source
         self.write(mutant.source, mutant.changed_text())
         if any(self.variant.compile(path).returncode != 0 for path in self.users(mutant.source)):
             return False
         self.variant.link()
-        self.variant.build_tests_of([Path(mutant.source.path).name])
+        self.variant.build_tests_of({Path(mutant.source.path).name})
         return True
 
     def write(self, source, text):

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 // What the text operations do with a text type that offers the string operations alone, and none of
 // those that save time.
@@ -22,6 +24,69 @@ public:
 private:
   std::string m_characters;
 };
+
+// A text type that offers all that saves time, and counts it. In front of it and behind it stand units
+// that belong to nobody.
+class CountedText {
+public:
+  CountedText(const std::u16string& units, char16_t around)
+      : m_units(around + units + around + around),
+        m_length(static_cast<int>(units.size())) {}
+
+  int GetLengthInChar() const { return m_length; }
+  const char16_t* CastToUnitPtr() const { return m_units.data() + 1; }
+  int SearchSubString(const CountedText& pattern, int start, int mode) const {
+    EXPECT_EQ(mode, zep::forward);
+    ++m_searches;
+    const std::u16string_view units(CastToUnitPtr(), static_cast<std::size_t>(m_length));
+    const std::size_t found = units.find(pattern.CastToUnitPtr()[0], static_cast<std::size_t>(start));
+    return found == std::u16string_view::npos ? -1 : static_cast<int>(found);
+  }
+  void Reserve(int length) { m_reserved = length; }
+  int Searches() const { return m_searches; }
+  int Reserved() const { return m_reserved; }
+
+private:
+  std::u16string m_units;
+  int m_length;
+  mutable int m_searches = 0;
+  int m_reserved = 0;
+};
+
+TEST(TextParts, room_isMadeWhereTheTextTypeOffersIt) {
+  CountedText text(u"", u' ');
+  zep::reserve(text, 100);
+  EXPECT_EQ(text.Reserved(), 100);
+}
+
+TEST(TextParts, unitsAroundAText_areNoneOfItsOwn) {
+  EXPECT_FALSE(zep::mayEndInside(CountedText(u"", u'D'), CountedText(u"D", u' ')));
+  EXPECT_FALSE(zep::mayEndInside(CountedText(u"a", u'D'), CountedText(u"D", u'a')));
+  const CountedText quote(u"\"", u'x');
+  for (int start = 0; start <= 2; ++start) {
+    EXPECT_EQ(zep::searchQuote(CountedText(u"a=", u'"'), quote, start), -1) << start;
+  }
+}
+
+TEST(TextParts, quoteBehindAnEqualsSign_needsNoSearch) {
+  struct Row {
+    int line;
+    const char16_t* text;
+    int found;
+    int searches;
+  };
+  const Row rows[] = {
+      Row{__LINE__, u"=\"", 1, 0},  Row{__LINE__, u"=\"a\"", 1, 0}, Row{__LINE__, u"= \"", 2, 1},
+      Row{__LINE__, u"\"\"", 0, 1}, Row{__LINE__, u"\"a", 0, 1},    Row{__LINE__, u"=", -1, 1},
+  };
+  const CountedText quote(u"\"", u'x');
+  for (const Row& row : rows) {
+    SCOPED_TRACE("row at line " + std::to_string(row.line));
+    const CountedText text(row.text, u'x');
+    EXPECT_EQ(zep::searchQuote(text, quote, 0), row.found);
+    EXPECT_EQ(text.Searches(), row.searches);
+  }
+}
 
 TEST(TextParts, plainTextType_isPutTogetherFromItsParts) {
   PlainText whole("ab");
@@ -88,6 +153,11 @@ TEST(TextParts, walk_entersEachPlaceOnce) {
 TEST(TextParts, forwardSearch_agreesWithSearchingThePart_anyOrderOfStarts) {
   const ZEPUnicodeString text = "ab-ab-xx-ab-abab-x-ab";
   const int ends[] = {4, 5, 12, 13, 21};
+  std::vector<int> starts = {0, 2, 1, -1, 5, 3, 0, 7, 100};
+  for (int from = 0; from < 10; ++from) {
+    starts.push_back(from);
+    starts.insert(starts.begin(), from);
+  }
   for (const char* pattern : {"ab", "a", "x", "-a", "zz"}) {
     SCOPED_TRACE(pattern);
     zep::TextPart part(text);
@@ -96,33 +166,40 @@ TEST(TextParts, forwardSearch_agreesWithSearchingThePart_anyOrderOfStarts) {
     for (const int end : ends) {
       part.MoveTo(start, end);
       const ZEPUnicodeString alone = text.SubString(start, end - start);
-      for (const int from : {0, 2, 1, -1, 5, 3, 0, 7, 100}) {
-        EXPECT_EQ(search.From(from), alone.SearchSubString(pattern, from, 1))
+      for (const int from : starts) {
+        const int expected = alone.SearchSubString(pattern, from, 1);
+        EXPECT_EQ(search.From(from), expected)
             << "part from " << start << " to " << end << ", search from " << from;
+        EXPECT_EQ(zep::ForwardSearch(part, pattern).From(from), expected)
+            << "part from " << start << " to " << end << ", first search from " << from;
       }
       start = end;
     }
   }
 }
 
+void expectReadAsIfRemoved(const ZEPUnicodeString& text, int start, int length) {
+  zep::TextWithoutSpan left(text);
+  left.TakeOut(start, length);
+  ZEPUnicodeString expected = text;
+  expected.Remove(start, length);
+  EXPECT_TRUE(left.Whole() == expected);
+  EXPECT_EQ(left.GetLengthInChar(), expected.GetLengthInChar());
+  for (int from = 0; from <= expected.GetLengthInChar(); ++from) {
+    EXPECT_EQ(left.Search("DescId", from), expected.SearchSubString("DescId", from, 1)) << "from " << from;
+    EXPECT_EQ(left.SearchQuote("X", from), expected.SearchSubString("X", from, 1)) << "from " << from;
+  }
+}
+
 TEST(TextParts, textWithoutSpan_isReadAsIfItWereRemoved) {
-  const ZEPUnicodeString text = "xDesXXXXXcIdxDescIdx";
-  for (int start = -1; start < text.GetLengthInChar(); ++start) {
-    for (int length = 1; length <= 20; ++length) {
-      if (start + length <= 0) {
-        continue;
-      }
-      zep::TextWithoutSpan left(text);
-      left.TakeOut(start, length);
-      ZEPUnicodeString expected = text;
-      expected.Remove(start, length);
-      EXPECT_TRUE(left.Whole() == expected);
-      EXPECT_EQ(left.GetLengthInChar(), expected.GetLengthInChar());
-      for (int from = 0; from <= expected.GetLengthInChar(); ++from) {
-        EXPECT_EQ(left.Search("DescId", from), expected.SearchSubString("DescId", from, 1))
-            << "without " << length << " from " << start << ", search from " << from;
-        EXPECT_EQ(left.SearchQuote("X", from), expected.SearchSubString("X", from, 1))
-            << "without " << length << " from " << start << ", search from " << from;
+  for (const char* const characters : {"xDesXXXXXcIdxDescIdx", "DescIdxDesXcIdx", "DesXXcIdxDescId"}) {
+    const ZEPUnicodeString text = characters;
+    for (int start = -1; start < text.GetLengthInChar(); ++start) {
+      for (int length = 1; length <= 20; ++length) {
+        if (start + length > 0) {
+          SCOPED_TRACE(::testing::Message() << characters << " without " << length << " from " << start);
+          expectReadAsIfRemoved(text, start, length);
+        }
       }
     }
   }

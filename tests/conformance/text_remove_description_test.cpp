@@ -64,6 +64,7 @@ TEST_F(TextRemoveDescriptionTest, elementAndIdentifiers_areCut) {
       Row{__LINE__, "<X DescId=\"1\"><Y DescId=\"2\"/><Z Id=\"3\" DescId=\"4\"/></X>",
           "<X ><Y /><Z Id=\"3\" /></X>"},
       Row{__LINE__, "DescId=\"7\"", ""},
+      Row{__LINE__, "DescId=\"7\" DescId=\"8\"", " "},
       Row{__LINE__, "<X descid=\"7\" Description=\"8\"></X></Description>x\"9\"", "<X descid=\"7\"x\"9\""},
   });
 }

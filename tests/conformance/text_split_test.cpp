@@ -280,6 +280,11 @@ TEST_F(TextSplitTest, walkThatWouldNeverEnd_endsWhereItHasBeenBefore) {
           __LINE__,
           "<Context HolderName=\"A\"><InheritedEff  FilterableId=\"1\" HolderName=\"H\"/><InheritedEff/></Context>",
           "A", {1, 1}, {"H", "A"}, {}),
+      // a second entry behind the last quote
+      single(
+          __LINE__,
+          "<Context HolderName=\"A\"><InheritedEff  FilterableId=\"1\" HolderName=\"H\"/><InheritedEff  FilterableId HolderName/></Context>",
+          "A", {1, 1}, {"H", "<Context HolderName="}, {}),
       // a change without a value
       single(__LINE__, "<Context HolderName=\"A\" OperationHandlerId/></Context>", "A", {}, {""}, {0}),
       single(__LINE__, "<Context OperationHandlerId><y></Context>", "", {}, {""}, {0}),
@@ -311,6 +316,33 @@ TEST_F(TextSplitTest, walksOfAContext_doNotKnowEachOther) {
           context + context,
           {SplitContext{"A", context, {0}, {"A", "A"}, {0}},
            SplitContext{"A", context, {0}, {"A", "A"}, {0}}}},
+  });
+}
+
+// A place where the context before had a change is a new one for this context's entries.
+TEST_F(TextSplitTest, walksOfTwoContexts_doNotKnowEachOther) {
+  const std::string first = "<Context HolderName=\"A\"><y OperationHandlerId=\"5\"/></Context>";
+  const std::string second =
+      "<Context HolderName=\"B\"><y InheritedEff  FilterableId=\"6\" HolderName=\"H\"/></Context>";
+  ASSERT_EQ(first.find("OperationHandlerId"), second.find("InheritedEff"));
+  expectEach({
+      Row{__LINE__,
+          first + second,
+          {SplitContext{"A", first, {}, {""}, {5}}, SplitContext{"B", second, {6}, {"H"}, {}}}},
+  });
+}
+
+TEST_F(TextSplitTest, pieceMayBeginWithWhatIsCollected) {
+  const std::string first = "<Context HolderName=\"A\"></Context>";
+  const std::string entry = "InheritedEff  FilterableId=\"7\" HolderName=\"H\"</Context>";
+  const std::string quoted = "\"Z\"<y>                  </Context>";
+  const std::string names = "HolderName=\"Z\" HolderName=\"Y\"</Context>";
+  const std::string change = "OperationHandlerId=\"7\" HolderName=\"H\"</Context>";
+  expectEach({
+      Row{__LINE__, first + entry, {named("A", first), SplitContext{"H", entry, {7}, {"H"}, {}}}},
+      Row{__LINE__, first + change, {named("A", first), SplitContext{"H", change, {}, {""}, {7}}}},
+      Row{__LINE__, first + names, {named("A", first), named("Z", names)}},
+      Row{__LINE__, first + quoted, {named("A", first), named("Z", quoted)}},
   });
 }
 

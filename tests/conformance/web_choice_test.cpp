@@ -273,4 +273,21 @@ TEST_F(WebChoiceTest, body_isSent_whenTheAnswerIsTheSameObject) {
                                          detail("CFG_OldCallWebService = ") + inner + left("S_OK")));
 }
 
+// The first question is that of the entry, the second that of the first input.
+TEST_F(WebChoiceTest, answer_isEmptied_beforeAnInputIsTraced) {
+  for (const WebOperation operation :
+       {ZEPCfgWebServices::NewCallWebService, ZEPCfgWebServices::OldCallWebService}) {
+    Prepare();
+    ZEPUnicodeString answer = "before";
+    bool isEmpty = false;
+    script().traceWhen([&](int query) {
+      isEmpty = query == 2 ? answer.IsEmpty() : isEmpty;
+      return true;
+    });
+    EXPECT_EQ(Run({operation}, answer), S_OK);
+    EXPECT_TRUE(isEmpty);
+    endRow();
+  }
+}
+
 } // namespace

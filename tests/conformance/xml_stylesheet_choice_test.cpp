@@ -123,6 +123,21 @@ TEST_F(XMLStylesheetChoiceTest, firstCandidate_isUsed_ofThoseThatThereAre) {
 
 // ---- the caller's file ----
 
+TEST_F(XMLStylesheetChoiceTest, oneCharacter_isAPath) {
+  script().files["x"] = "<xsl:output/>";
+  HaveSettingsFile();
+  EXPECT_EQ(formatExpression("<x/>", "x"), formatted);
+  EXPECT_EQ(StylesheetSource(), FromFile("x"));
+}
+
+TEST_F(XMLStylesheetChoiceTest, oneCharacter_isAStylesheetOfTheServer) {
+  script().atstProvider = false;
+  script().json = jsonObject({{"xslt", jsonObject({{"content", jsonText("x")}})}});
+  HaveSettingsFile();
+  EXPECT_EQ(formatExpression("<x/>", ""), formatted);
+  EXPECT_EQ(StylesheetSource(), "CreateInputSourceFromMemoryBuffer(x");
+}
+
 TEST_F(XMLStylesheetChoiceTest, callersFile_isUsed_whenItExists) {
   HaveCallersFile();
   HaveSetting("debug");

@@ -1,8 +1,8 @@
 #include "FuzzTarget.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <stdexcept>
 #include <system_error>
 
@@ -20,7 +20,7 @@ bool IsSurrogate(char16_t unit, char16_t first) {
 void Require(bool holds, const char* promise) {
   if (!holds) {
     // The engine shows of what a child process writes the lines with this word.
-    std::fprintf(stderr, "ERROR: broken promise: %s\n", promise);
+    std::cerr << "ERROR: broken promise: " << promise << std::endl;
     std::abort();
   }
 }

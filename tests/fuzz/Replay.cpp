@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <random>
 #include <stdexcept>
@@ -14,12 +14,13 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sanitizer/common_interface_defs.h>
 #include <unistd.h>
 
 // Runs a target without the fuzzing engine: on each of its seeds and regressions, and on a few mutations of
 // each seed, the same ones every time.
 
-extern "C" void __sanitizer_set_death_callback(void (*callback)()) __attribute__((weak));
+#pragma weak __sanitizer_set_death_callback // there with a sanitizer alone
 
 namespace {
 
@@ -36,21 +37,21 @@ void reportCurrentInput() {
     static_cast<void>(!write(file, currentInput->data(), currentInput->size()));
     close(file);
   }
-  std::fprintf(stderr, "input: %s, now in %s\n", current.c_str(), failedInputFile.c_str());
+  std::cerr << "input: " << current << ", now in " << failedInputFile << std::endl;
 }
 
 extern "C" void onDeadlySignal(int signal) {
   reportCurrentInput();
-  std::signal(signal, SIG_DFL);
-  std::raise(signal);
+  static_cast<void>(std::signal(signal, SIG_DFL));
+  static_cast<void>(std::raise(signal));
 }
 
 void reportWhatEndsTheProcess() {
-  std::signal(SIGABRT, onDeadlySignal);
+  static_cast<void>(std::signal(SIGABRT, onDeadlySignal));
   if (__sanitizer_set_death_callback != nullptr) {
     __sanitizer_set_death_callback(reportCurrentInput);
   } else {
-    std::signal(SIGSEGV, onDeadlySignal);
+    static_cast<void>(std::signal(SIGSEGV, onDeadlySignal));
   }
 }
 
@@ -84,7 +85,9 @@ std::vector<NamedInput> inputsOf(const std::filesystem::path& folder) {
 
 class Mutator {
 public:
-  explicit Mutator(const std::vector<NamedInput>& seeds) : m_seeds(seeds) {}
+  Mutator(const std::vector<NamedInput>& seeds, std::uint64_t firstNumber)
+      : m_seeds(seeds),
+        m_engine(firstNumber) {}
 
   Input Mutated(Input input) {
     for (std::size_t count = 1 + Below(4); count > 0; --count) {
@@ -126,7 +129,7 @@ private:
   }
 
   const std::vector<NamedInput>& m_seeds;
-  std::mt19937_64 m_engine{1}; // the same numbers on every machine
+  std::mt19937_64 m_engine; // the same numbers on every machine
 };
 
 void replay(const std::filesystem::path& folder, int mutationsPerSeed) {
@@ -140,22 +143,23 @@ void replay(const std::filesystem::path& folder, int mutationsPerSeed) {
       run(input.bytes, input.name);
     }
   }
-  Mutator mutator(seeds);
+  constexpr std::uint64_t kAnyNumber = 1;
+  Mutator mutator(seeds, kAnyNumber);
   for (const NamedInput& seed : seeds) {
     for (int number = 1; number <= mutationsPerSeed; ++number) {
       const Input mutated = mutator.Mutated(seed.bytes);
       run(mutated, "mutation " + std::to_string(number) + " of " + seed.name);
     }
   }
-  std::printf("%zu seeds, %zu regressions, %zu mutations\n", seeds.size(), regressions.size(),
-              seeds.size() * static_cast<std::size_t>(mutationsPerSeed));
+  std::cout << seeds.size() << " seeds, " << regressions.size() << " regressions, "
+            << seeds.size() * static_cast<std::size_t>(mutationsPerSeed) << " mutations\n";
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
   if (count != 3) {
-    std::fprintf(stderr, "Usage: %s FOLDER MUTATIONS\nFOLDER holds seeds/ and regressions/.\n", arguments[0]);
+    std::cerr << "Usage: " << arguments[0] << " FOLDER MUTATIONS\nFOLDER holds seeds/ and regressions/.\n";
     return 2;
   }
   try {
@@ -163,7 +167,7 @@ int main(int count, char** arguments) {
     reportWhatEndsTheProcess();
     replay(arguments[1], std::stoi(arguments[2]));
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s: %s\n", current.c_str(), error.what());
+    std::cerr << current << ": " << error.what() << '\n';
     return 1;
   }
   return 0;

@@ -262,8 +262,8 @@ TEST_F(XMLReuse, xml_node_limit_is_that_of_each_document) {
   const ZEPIXMLXSLTransformer_var transformer =
       Compiled(Sheet(kUTF8Output + std::string("<xsl:strip-space elements='*'/>"
                                                "<xsl:template match='/'>x</xsl:template>")));
-  const std::string allowed = "<a>" + Repeated(" <b c='d'/>", 200) + "</a>"; // four nodes each
-  const std::string tooMany = "<a>" + Repeated(" <b c='d'/>", 260) + "</a>";
+  const std::string allowed = "<a>" + Repeated(" <b c='d'>e</b>", 200) + "</a>"; // four nodes each
+  const std::string tooMany = "<a>" + Repeated(" <b c='d'>e</b>", 260) + "</a>";
   setenv("ZEP_XSLT_MAX_NODES", "1000", 1);
   for (int round = 0; round < 3; ++round) {
     ExpectText(Next(transformer, allowed), "x");

@@ -9,6 +9,7 @@
 #include "ZEPOmxUTF8String.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 using namespace scripted;
@@ -37,8 +38,9 @@ public:
     return call.Code(oCount == 0 ? S_FALSE : S_OK);
   }
 
-  std::string ReadAll() {
-    const std::string rest = m_bytes.substr(m_position);
+  // The rest, without calls that a test would see.
+  std::string TakeRest() {
+    std::string rest = m_bytes.substr(m_position);
     m_position = m_bytes.size();
     return rest;
   }
@@ -48,6 +50,21 @@ private:
   std::size_t m_position = 0;
   LiveObject m_live{"stream"};
 };
+
+// S_OK and the bytes up to the stream's end, or its failure code.
+long readAll(ZEPIOmxInputStream& stream, std::string& bytes) {
+  if (auto* const own = dynamic_cast<Stream*>(&stream)) {
+    bytes = own->TakeRest();
+    return S_OK;
+  }
+  std::array<char, 1024> piece{};
+  std::size_t count = 0;
+  long result = S_OK;
+  while ((result = stream.Read(piece.data(), piece.size(), count)) == S_OK) {
+    bytes.append(piece.data(), count);
+  }
+  return ZEPFailed(result) ? result : S_OK;
+}
 
 long giveContent(const std::string& bytes, ZEPOmxSP<ZEPIOmxInputStream>& stream) {
   const Call call(Op::GetContent);
@@ -254,9 +271,13 @@ ZEPOmxSP<ZEPOmxDefaultHttpClient> ZEPOmxDefaultHttpClient::Create(int iFlag) {
 
 long ZEPOmxIOUtils::ToString(const ZEPOmxSP<ZEPIOmxInputStream>& iStream, ZEPOmxUTF8String& oText) {
   const Call call(Op::IOUtilsToString);
-  if (!call.Fails()) {
-    const std::string bytes = static_cast<Stream*>(iStream.operator->())->ReadAll();
+  if (call.Fails()) {
+    return call.Code();
+  }
+  std::string bytes;
+  const long result = readAll(*iStream.operator->(), bytes);
+  if (ZEPSucceeded(result)) {
     oText = call.GivesEmpty() ? ZEPOmxUTF8String() : ZEPOmxUTF8String(bytes.data(), bytes.size());
   }
-  return call.Code();
+  return call.Code(result);
 }

@@ -163,11 +163,11 @@ std::string exitSection(const CommandDescription& command) {
 }
 
 std::string meaningOf(const EnvironmentVariable& variable) {
-  const std::string range =
-      variable.kind == VariableKind::number ? ", " + expectedValue(variable) : std::string();
+  const std::string on = variable.kind == VariableKind::onOff ? "1: " : "";
+  const std::string range = variable.kind == VariableKind::number ? ", " + expectedValue(variable) : "";
   const std::string usual =
       variable.usual[0] == '\0' ? "" : std::string(" (not set: ") + variable.usual + ")";
-  return roff(variable.meaning + range + usual + ".");
+  return roff(on + variable.meaning + range + usual + ".");
 }
 
 std::string environmentSection(const CommandDescription& command) {

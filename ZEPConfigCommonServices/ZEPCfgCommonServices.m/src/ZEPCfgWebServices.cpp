@@ -268,7 +268,6 @@ struct ClientBuffer {
   ClientBuffer(const ClientBuffer&) = delete;
   ClientBuffer& operator=(const ClientBuffer&) = delete;
 
-  bool IsEmpty() const { return bytes == nullptr || length == 0; }
   const char* Text() const { return bytes == nullptr ? "" : bytes; }
   ZEPUnicodeString Decoded() const {
     ZEPUnicodeString text;
@@ -340,9 +339,7 @@ EarlyResult downloadAtOnce(ZEPHttpClient& client, ZEPUnicodeString& answer) {
     trace.Error("ERROR: Download failed");
     return E_FAIL;
   }
-  if (!data.IsEmpty()) {
-    answer = data.Decoded();
-  }
+  answer = data.Decoded();
   return std::nullopt;
 }
 

@@ -423,8 +423,6 @@ long writeAlwaysTrue(const ZEPUnicodeString& holderName, ZEPUnicodeString& expre
 // ---- encoding of a stylesheet's output ---------------------------------------------------------
 
 constexpr int lineBufferBytes = 1024;
-constexpr int bothEnds = 2; // strip mode
-constexpr char lineFeed = 10;
 
 // An open file. It is closed when an exception passes, too; a call that closes it without one may
 // raise one of its own, which a destructor may not.
@@ -461,10 +459,6 @@ long findEncoding(OpenFile& file, long result) {
       return result;
     }
     ZEPUnicodeString line(buffer);
-    if (line.GetLengthInChar() == 0) {
-      continue;
-    }
-    line.Strip(bothEnds, lineFeed);
     if (contains(line, "xsl:output")) {
       line.ToLower();
       return contains(line, "utf-8") ? S_FALSE : result;
@@ -768,17 +762,17 @@ void decodeUTF16(const unsigned char* bytes, unsigned int byteCount, ZEPUnicodeS
   }
 }
 
-Step deliver(const Preparation& with, ZEPXMLPPMemoryBuffer& memoryBuffer, ZEPUnicodeString& formatted,
+void deliver(const Preparation& with, ZEPXMLPPMemoryBuffer& memoryBuffer, ZEPUnicodeString& formatted,
              long& result) {
   unsigned char* byteArray = nullptr;
   unsigned int byteArraySize = 0;
   result = memoryBuffer.GetBuffer(byteArray, byteArraySize);
   if (checkCall(result, "GetBuffer failed") == Step::ended) {
-    return Step::ended;
+    return;
   }
   if (byteArray == nullptr) {
     trace.Label("byteArray  is null");
-    return Step::ended;
+    return;
   }
   trace.Value("byteArraySize", byteArraySize);
   ZEPUnicodeString text;
@@ -789,7 +783,6 @@ Step deliver(const Preparation& with, ZEPXMLPPMemoryBuffer& memoryBuffer, ZEPUni
   }
   trace.Dump("result", text);
   formatted = text;
-  return Step::done;
 }
 
 // What the platform has to say about the failure goes to the trace, and is then forgotten.
