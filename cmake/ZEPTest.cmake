@@ -27,7 +27,7 @@ function(zep_add_test name)
   if(NOT arg_OPTIMISED)
     target_compile_options(${name} PRIVATE ${ZEP_TEST_OPTIONS})
   endif()
-  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT 120)
   foreach(source IN LISTS arg_SOURCES)
     cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
