@@ -78,6 +78,11 @@ std::size_t LeastBytes(const Filter& filter) {
 
 // ---- reading -----------------------------------------------------------------------------------
 
+// Where numbers stand; the verifier looks at that neither for a content inside nor for lists of structures.
+void RequireAligned(const void* place) {
+  Require(reinterpret_cast<std::uintptr_t>(place) % kAlignment == 0, "numbers are not aligned");
+}
+
 bool IsNamed(FilterVariableKind kind) {
   return kind == FilterVariableKind::Feature || kind == FilterVariableKind::Inherited;
 }
@@ -152,6 +157,7 @@ public:
     Require(written.literal_counts() != nullptr && written.literals() != nullptr &&
                 written.ranges() != nullptr,
             "the terms are missing");
+    RequireAligned(written.ranges()->Data());
     if (written.literal_counts()->size() > limits.maxTerms || written.ranges()->size() > limits.maxRanges) {
       throw FilterFault("the compiled filter has more terms or ranges than ZEP_FILTER_MAX_TERMS allows");
     }
@@ -214,6 +220,7 @@ const binary::CompiledFilter& Verified(const std::uint8_t* bytes, std::size_t co
                       ", which is not known here: compile the expression again");
   }
   Require(compiled.filter() != nullptr, "its content is missing");
+  RequireAligned(compiled.filter()->data());
   Require(Checksum(compiled.filter()->data(), compiled.filter()->size()) == compiled.checksum(),
           "its checksum does not fit its content");
   return compiled;

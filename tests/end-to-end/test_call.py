@@ -1,6 +1,8 @@
 """Web-service calls on both client stacks."""
 
 import json
+import shutil
+import subprocess
 
 import pytest
 
@@ -130,6 +132,21 @@ def test_unreachable_server_fails_with_a_message(zepcfg, stack):
     url = f"http://127.0.0.1:{support.unused_port()}"
     message = "SendRequest failed" if stack else "Execute failed"
     zepcfg("--url", url, "--context", support.CONTEXT, "call", *stack, "GET", "/echo").failed(url, message)
+
+
+def test_missing_transport_fails_with_its_file_and_no_request_needs_none(tmp_path):
+    shutil.copytree(support.BIN.parent / "lib", tmp_path / "lib", symlinks=True)
+    transport = next((tmp_path / "lib").rglob("ZEPHttpTransfer.so"))
+    transport.unlink()
+    (tmp_path / "bin").mkdir()
+    program = shutil.copy(support.BIN / "zepcfg", tmp_path / "bin")
+    call = [program, "--url", "http://127.0.0.1:1", "--context", support.CONTEXT, "call", "GET", "/"]
+    ended = subprocess.run(call, capture_output=True, text=True)
+    assert ended.returncode == 2
+    assert "HTTP needs a file that cannot be loaded" in ended.stderr
+    assert "lib/zepplatform-1/ZEPHttpTransfer.so" in ended.stderr
+    ended = subprocess.run([program, "always-true"], capture_output=True, text=True)
+    assert (ended.returncode, ended.stderr) == (0, "")
 
 
 def test_missing_url_fails_with_the_remedy(zepcfg, stack):

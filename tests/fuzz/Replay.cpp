@@ -22,6 +22,12 @@
 
 #pragma weak __sanitizer_set_death_callback // there with a sanitizer alone
 
+// Undefined behaviour ends the process by a signal, which is seen here.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" __attribute__((visibility("default"))) const char* __ubsan_default_options() {
+  return "abort_on_error=1:print_stacktrace=1";
+}
+
 namespace {
 
 using Input = std::string;

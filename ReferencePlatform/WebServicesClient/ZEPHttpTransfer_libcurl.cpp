@@ -1,10 +1,7 @@
-#include "ZEPEnvironment.h"
 #include "ZEPHResult.h"
-#include "ZEPHttpFailure.h"
 #include "ZEPHttpHeadWatch.h"
-#include "ZEPHttpLimits.h"
 #include "ZEPHttpSessionPool_libcurl.h"
-#include "ZEPHttpTransport.h"
+#include "ZEPHttpTransfer.h"
 
 #include <csignal>
 #include <ctime>
@@ -292,17 +289,8 @@ private:
   CURLcode m_result = CURLE_OK;
 };
 
-const char* AdditionalAuthorityFile() {
-  for (const char* const name : {"ZEP_CA_FILE", "SSL_CERT_FILE"}) {
-    const char* const path = ZEPGetEnv(name);
-    if (path != nullptr && *path != '\0') {
-      return path;
-    }
-  }
-  return nullptr;
-}
-
-void SetConnectionOptions(Options& options, const HttpRequest& request, const HttpLimits& limits) {
+void SetConnectionOptions(Options& options, const HttpRequest& request,
+                          const HttpTransferSettings& settings) {
   options.Set(CURLOPT_PROTOCOLS_STR, "http,https");
   options.Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   options.Set(CURLOPT_HTTP09_ALLOWED, 0L);
@@ -310,8 +298,8 @@ void SetConnectionOptions(Options& options, const HttpRequest& request, const Ht
   options.Set(CURLOPT_SSL_VERIFYHOST, 2L);
   options.Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   // Replaces the system's bundle; the system's directory of authorities stays in use beside it.
-  if (const char* const path = AdditionalAuthorityFile()) {
-    options.Set(CURLOPT_CAINFO, path);
+  if (!settings.authorityFile.empty()) {
+    options.Set(CURLOPT_CAINFO, settings.authorityFile.c_str());
   }
   options.Set(CURLOPT_FOLLOWLOCATION, 0L);
   options.Set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
@@ -319,11 +307,11 @@ void SetConnectionOptions(Options& options, const HttpRequest& request, const Ht
   options.Set(CURLOPT_PROXY, ""); // not even the one of the environment
   options.Set(CURLOPT_NOSIGNAL, 1L);
   options.Set(CURLOPT_QUICK_EXIT, 1L); // do not wait for a name look-up that timed out
-  options.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connectTimeout.count()));
-  options.Set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits.totalTimeout.count()));
+  options.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(settings.limits.connectTimeout.count()));
+  options.Set(CURLOPT_TIMEOUT_MS, static_cast<long>(settings.limits.totalTimeout.count()));
   if (request.verb != "HEAD") {
     // A body announced as too long is not even begun; neither is one of a length beyond all numbers.
-    options.Set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(limits.maxBodyBytes));
+    options.Set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(settings.limits.maxBodyBytes));
   }
   options.Set(CURLOPT_FORBID_REUSE, request.keepsConnection ? 0L : 1L);
   if (!MayBeRepeated(request.verb)) {
@@ -435,19 +423,22 @@ bool CanHaveBody(std::string_view verb, int status) {
   return verb != "HEAD" && status >= 200 && status != 204 && status != 304;
 }
 
-// `request` is checked and stays as it is to the end.
-long SendChecked(const HttpRequest& request, HttpAnswer& oAnswer) {
-  const HttpLimits limits = CurrentHttpLimits();
+} // namespace
+} // namespace zep
+
+long ZEPTransferHttp(const zep::HttpRequest& request, const zep::HttpTransferSettings& settings,
+                     zep::HttpAnswer& oAnswer, std::string& oProblem) {
+  using namespace zep;
   const BorrowedHttpSession session; // first: libcurl may not be initialised before
   const HeaderList headers = MakeHeaderList(request);
   std::array<char, CURL_ERROR_SIZE> detail = {};
   session->DropSoiledConnection();
   const HttpEasyHandle easy = MakeHttpEasyHandle();
-  Transfer transfer(request, limits, easy.get());
+  Transfer transfer(request, settings.limits, easy.get());
 
   Options options(easy.get());
   options.Set(CURLOPT_ERRORBUFFER, detail.data());
-  SetConnectionOptions(options, request, limits);
+  SetConnectionOptions(options, request, settings);
   SetRequestOptions(options, request, headers);
   SetCallbacks(options, transfer);
   const CURLcode code =
@@ -456,47 +447,11 @@ long SendChecked(const HttpRequest& request, HttpAnswer& oAnswer) {
   curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
 
   if (code != CURLE_OK || !transfer.HasAnswer()) {
-    return ReportHttpFailure(ResultCode(code, transfer), request.verb + " " + request.url + ": " +
-                                                             FailureText(code, transfer, detail.data()));
+    oProblem = FailureText(code, transfer, detail.data());
+    return ResultCode(code, transfer);
   }
   oAnswer = std::move(transfer.Answer());
   oAnswer.status = static_cast<int>(status);
   oAnswer.hasBody = CanHaveBody(request.verb, oAnswer.status);
   return S_OK;
 }
-
-// Brings the request into the form in which it is sent; what is wrong with it, or the empty text.
-std::string Prepare(HttpRequest& ioRequest) {
-  std::string problem = ProblemOfVerb(ioRequest.verb);
-  if (problem.empty() && ioRequest.verb == "HEAD" && !ioRequest.body.empty()) {
-    problem = "a HEAD request has no body";
-  }
-  if (problem.empty()) {
-    problem = PrepareUrl(std::string(ioRequest.url), ioRequest.url);
-  }
-  if (problem.empty()) {
-    HttpHeader agent;
-    problem = PrepareHeader("User-Agent", ioRequest.userAgent, agent);
-    ioRequest.userAgent = agent.value;
-  }
-  for (HttpHeader& header : ioRequest.headers) {
-    if (problem.empty()) {
-      problem = PrepareHeader(header.name, header.value, header);
-    }
-  }
-  return problem;
-}
-
-} // namespace
-
-long SendHttp(HttpRequest request, HttpAnswer& oAnswer) {
-  try {
-    const std::string problem = Prepare(request);
-    return problem.empty() ? SendChecked(request, oAnswer)
-                           : ReportHttpFailure(E_INVALIDARG, "the request is not sent: " + problem);
-  } catch (const std::bad_alloc&) {
-    return ReportHttpFailure(E_OUTOFMEMORY, "out of memory");
-  }
-}
-
-} // namespace zep
