@@ -57,6 +57,7 @@ option(ZEP_COVERAGE "Build for a coverage report (needs Clang)" OFF)
 if(ZEP_COVERAGE)
   set(ZEP_COVERAGE_OPTIONS -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%m%c.profraw
     -fcoverage-mapping -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
+  set(ZEP_COVERAGE_LINK_OPTIONS -fprofile-instr-generate)
   add_compile_options(${ZEP_COVERAGE_OPTIONS})
-  add_link_options(-fprofile-instr-generate)
+  add_link_options(${ZEP_COVERAGE_LINK_OPTIONS})
 endif()
