@@ -23,9 +23,18 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 
-# Programs find their libraries beside themselves, before and after installation.
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+# zep_install_program(TARGET)
+#
+# It finds its libraries beside itself, before and after installation. One search path serves both: CMake would
+# fill up the one of the build with empty folders, which the loader takes for the current one.
+function(zep_install_program target)
+  set(folders "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" "$ORIGIN/../lib")
+  list(REMOVE_DUPLICATES folders)
+  set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "${folders}")
+  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()
 
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual)
@@ -57,6 +66,7 @@ option(ZEP_COVERAGE "Build for a coverage report (needs Clang)" OFF)
 if(ZEP_COVERAGE)
   set(ZEP_COVERAGE_OPTIONS -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%m%c.profraw
     -fcoverage-mapping -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
+  set(ZEP_COVERAGE_LINK_OPTIONS -fprofile-instr-generate)
   add_compile_options(${ZEP_COVERAGE_OPTIONS})
-  add_link_options(-fprofile-instr-generate)
+  add_link_options(${ZEP_COVERAGE_LINK_OPTIONS})
 endif()

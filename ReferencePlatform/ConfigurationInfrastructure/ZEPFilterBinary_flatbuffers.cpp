@@ -18,6 +18,8 @@ constexpr std::size_t kAlignment = 8; // of the numbers inside
 constexpr std::size_t kMaxBytes = std::size_t{256} << 20;
 constexpr std::size_t kMaxVariables = 65'536;
 
+constexpr const char* kOtherLayout = "it is not written as a compiler writes it";
+
 [[noreturn]] void FailAsDamaged(const char* what) {
   throw FilterFault(std::string("the compiled filter is damaged: ") + what);
 }
@@ -80,7 +82,7 @@ std::size_t LeastBytes(const Filter& filter) {
 
 // Where numbers stand; the verifier looks at that neither for a content inside nor for lists of structures.
 void RequireAligned(const void* place) {
-  Require(reinterpret_cast<std::uintptr_t>(place) % kAlignment == 0, "numbers are not aligned");
+  Require(reinterpret_cast<std::uintptr_t>(place) % kAlignment == 0, kOtherLayout);
 }
 
 bool IsNamed(FilterVariableKind kind) {
@@ -280,7 +282,7 @@ Filter ReadFilterBinary(const ZEPBinary& binary, const FilterLimits& limits) {
   Filter filter;
   filter.variables = VariableReader(written, compiled.filter()->size()).Read();
   filter.terms = TermReader(filter.variables, written, limits).Read();
-  Require(IsSame(FilterBinary(filter), binary), "it is not written as a compiler writes it");
+  Require(IsSame(FilterBinary(filter), binary), kOtherLayout);
   return filter;
 }
 

@@ -260,8 +260,8 @@ class Rebuilt:
             raise BuildFailed(done.stderr)
 
     def build(self, mutant):
-        """Whether the mutant is C++ at all."""
-        if self.mutated is not None:
+        """Whether the mutant is C++ at all. Cheap where the one before was in the same source."""
+        if self.mutated not in (None, mutant.source):
             self.write(self.mutated, self.mutated.text)
             for path in self.users(self.mutated):
                 self.raise_unless(self.variant.compile(path))
