@@ -59,7 +59,7 @@ def faults_of(attack, outcome):
 def test_attack(results, attack, request):
     outcomes, left = results[0][attack.name]
     if attack.open is not None:
-        request.applymarker(pytest.mark.xfail(reason=attack.open, strict=True))
+        request.applymarker(pytest.mark.xfail(reason=attack.open, strict=False))
     assert left == [], "files were written"
     assert outcomes
     faults = {program: list(faults_of(attack, outcome)) for program, outcome in outcomes.items()}
