@@ -40,7 +40,7 @@ const std::vector<EnvironmentVariable>& environmentVariables() {
       {"ZEP_XSLT_MAX_STYLESHEET_BYTES", transformation, number,
        "longest stylesheet, with all that it includes", "8388608", gibibyte},
       {"ZEP_XSLT_MAX_MEMORY_BYTES", transformation, number,
-       "by how much the process may grow for a transformation", "1073741824", 64 * gibibyte},
+       "most memory of one transformation, or of one compilation", "1073741824", 64 * gibibyte},
       {"ZEP_FILTER_MAX_TERMS", filters, number, "most terms of a filter's normal form", "65536", 10'000'000},
       {"ZEP_FILTER_TIMEOUT_MS", filters, number, "milliseconds for one comparison", "10000", day},
       {"ZEP_TRACE", trace, text, "what is traced: all, or classes, groups and perfo, separated by commas",
