@@ -279,9 +279,9 @@ TEST_F(UnicodeString, Strip_TakesStartEndOrBoth) {
 }
 
 TEST_F(UnicodeString, ToLower_IsFullAndWithoutLocale) {
-  ZEPUnicodeString text("ABC xyz \xC3\x84\xD0\x96 I");
+  ZEPUnicodeString text("ABC xyz \xC3\x84\xD0\x96 I \xC4\xB0 \xE1\xBA\x9E");
   EXPECT_EQ(&text.ToLower(), &text);
-  EXPECT_EQ(Bytes(text), "abc xyz \xC3\xA4\xD0\xB6 i");
+  EXPECT_EQ(Bytes(text), "abc xyz \xC3\xA4\xD0\xB6 i i\xCC\x87 \xC3\x9F");
 }
 
 TEST_F(UnicodeString, Reset_Empties) {
