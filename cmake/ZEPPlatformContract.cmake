@@ -18,7 +18,7 @@ function(zep_add_platform_contract_tests)
   endif()
 
   # They take far longer to compile than to run.
-  set(options ${ZEP_TEST_OPTIONS} $<$<CONFIG:Release>:-O0>)
+  set(options $<$<CONFIG:Release>:-O0>)
 
   # Compiled once for all platforms behind the same declarations.
   if(NOT arg_AREAS)

@@ -1,8 +1,5 @@
 # Most tests take far longer to compile than to run, and it is not they that are shipped.
-set(ZEP_TEST_OPTIONS $<$<CONFIG:Release>:-O1>)
-if(ZEP_SANITIZE)
-  set(ZEP_TEST_OPTIONS -O0 -g1)
-endif()
+set(ZEP_TEST_OPTIONS $<$<CONFIG:Release>:-O0>)
 
 # zep_add_test(NAME SOURCES source... [LINK library...] [SCRIPTED] [WITHOUT_LIBRARY] [OPTIMISED])
 #
@@ -24,7 +21,9 @@ function(zep_add_test name)
   endif()
   target_link_libraries(${name} PRIVATE GTest::gmock GTest::gtest_main ${arg_LINK})
   target_link_options(${name} PRIVATE LINKER:--no-as-needed)
-  if(NOT arg_OPTIMISED)
+  if(arg_OPTIMISED)
+    target_compile_options(${name} PRIVATE $<$<NOT:$<CONFIG:Release>>:-O1>)
+  else()
     target_compile_options(${name} PRIVATE ${ZEP_TEST_OPTIONS})
   endif()
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60

@@ -4,7 +4,7 @@
 namespace zep::cli {
 namespace {
 
-// In the specifications of _arguments some characters end a part.
+// In what _arguments is told some characters end a part.
 std::string plain(const std::string& text) {
   std::string escaped;
   for (const char character : text) {
@@ -34,7 +34,7 @@ std::string actionOf(ValueKind kind, const std::vector<std::string>& choices) {
 }
 
 // "{-o+,--output=}'[text]:FILE:_files'"
-std::string specification(const OptionDescription& option) {
+std::string entry(const OptionDescription& option) {
   std::vector<std::string> names;
   for (const std::string& name : option.names) {
     const bool isLong = name.compare(0, 2, "--") == 0;
@@ -49,20 +49,20 @@ std::string specification(const OptionDescription& option) {
   return quoted(excluded) + name + quoted("[" + plain(option.text) + "]" + value);
 }
 
-std::string specification(const ArgumentDescription& argument, int place) {
+std::string entry(const ArgumentDescription& argument, int place) {
   const std::string where = argument.isRepeated ? "*" : std::to_string(place);
   const std::string colons = argument.isRepeated || argument.isRequired ? ":" : "::";
   return quoted(where + colons + plain(argument.name) + ":" + actionOf(argument.kind, argument.choices));
 }
 
-std::string specifications(const CommandDescription& command) {
+std::string entries(const CommandDescription& command) {
   std::string text;
   for (const OptionDescription& option : command.options) {
-    text += "    " + specification(option) + "\n";
+    text += "    " + entry(option) + "\n";
   }
   int place = 0;
   for (const ArgumentDescription& argument : command.arguments) {
-    text += "    " + specification(argument, ++place) + "\n";
+    text += "    " + entry(argument, ++place) + "\n";
   }
   return text;
 }
@@ -85,7 +85,7 @@ constexpr char branching[] = R"(  local curcontext=$curcontext state line
 
 // Those that may stand behind every command; the functions of all of them see the list.
 std::string globalOptions(const CommandDescription& program) {
-  return "  local -a everywhere\n  everywhere=(\n" + specifications(program) + "  )\n";
+  return "  local -a everywhere\n  everywhere=(\n" + entries(program) + "  )\n";
 }
 
 // One command, and those below it.
@@ -100,13 +100,13 @@ std::string function(const CommandDescription& command, const Descriptions& all)
   }
   std::string body;
   if (!commands.empty()) {
-    body = filledIn(branching, "@OPTIONS@", command.words.empty() ? "" : specifications(command));
+    body = filledIn(branching, "@OPTIONS@", command.words.empty() ? "" : entries(command));
     body = filledIn(body, "@EVERYWHERE@", command.words.empty() ? globalOptions(command) : "");
     body = filledIn(body, "@COMMANDS@", commands);
     body = filledIn(body, "@CASES@", cases);
   } else {
-    body = "  local -a options\n  options=(\n" + specifications(command) +
-           "  )\n  _arguments $options $everywhere\n";
+    body =
+        "  local -a options\n  options=(\n" + entries(command) + "  )\n  _arguments $options $everywhere\n";
   }
   return functionName(command) + "() {\n" + body + "}\n\n";
 }
