@@ -1,6 +1,7 @@
 """Long streams of well-formed and malformed texts, line by line against a slow oracle."""
 
 import json
+import os
 import random
 import subprocess
 
@@ -9,7 +10,7 @@ import pytest
 import support
 import text_oracle
 
-LINES = 200_000
+LINES = 20_000 if os.environ.get("ZEP_SANITIZE") == "1" else 200_000
 TOKENS = [
     '<Context HolderType="Model" HolderName="', "<Context", "</Context>", '<InheritedEff a="" FilterableId="12" HolderName="F"/>',
     "<InheritedEff/>", "InheritedEff", "FilterableId", "HolderName", 'OperationHandlerId="', "OperationHandlerId", '"', "'", '="7"', " ",
