@@ -591,6 +591,9 @@ TEST_F(TraceFile, trace_in_a_child_carries_its_own_number) {
 }
 
 TEST_F(TraceFile, trace_in_a_child_forked_while_threads_trace_goes_on) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the sanitizer's allocator may stay locked in a child that is forked beside a busy thread";
+#endif
   const auto texts = TextsOf("1", [] {
     PLMCfgInTraceClass trace("Job", "");
     std::atomic<bool> done = false;
