@@ -12,7 +12,7 @@
 
 // What the benchmark programs share.
 //
-// A benchmark is called group/work/size/who, where `who` is "ours" or the name of a peer that does the same
+// A benchmark is called group/task/size/who, where `who` is "ours" or the name of a peer that does the same
 // work on the same input. The report sets the ones with equal beginnings side by side; it needs to know
 // nothing else about them.
 namespace bench {

@@ -3,7 +3,7 @@
 
 usage: report.py [--into FILE] FOLDER [NAME...]
 
-Reads every FOLDER/*.json that Google Benchmark wrote. A benchmark is called group/work/size/who, where who
+Reads every FOLDER/*.json that Google Benchmark wrote. A benchmark is called group/task/size/who, where who
 is "ours" or a peer; what stands behind that is how it was run. Prints the ratio of ours to each peer, with
 the target from targets.txt beside it (of FOLDER/NAME.json alone where names are given), and writes FOLDER/table.md and FOLDER/GROUP-WORK.svg: cost against
 size for all that was measured with more than one size. With --into, the table also replaces what stands
@@ -62,7 +62,7 @@ def read_times(paths):
                 raise ValueError(f"{path}: {run['name']}: {run.get('error_message')}")
             parts = run["name"].split("/")
             if len(parts) < 4:
-                raise ValueError(f"{path}: {run['name']} is not group/work/size/who")
+                raise ValueError(f"{path}: {run['name']} is not group/task/size/who")
             times.setdefault(tuple(parts[:3]), {}).setdefault(parts[3], []).append(seconds(run))
     return dict(sorted(times.items(), key=lambda item: place_of(*item[0])))
 

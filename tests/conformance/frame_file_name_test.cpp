@@ -18,15 +18,15 @@ TEST_F(FrameFileNameTest, fileName_isWhatStandsBehindTheLastSeparator) {
     const char* name;
   };
   const Row rows[] = {
-      Row{__LINE__, "C:\\work\\src\\Some.cpp", "Some.cpp"},
-      Row{__LINE__, "/work/src/Some.cpp", "Some.cpp"},
+      Row{__LINE__, "C:\\project\\src\\Some.cpp", "Some.cpp"},
+      Row{__LINE__, "/project/src/Some.cpp", "Some.cpp"},
       Row{__LINE__, "..\\src/Some.cpp", "Some.cpp"},
       Row{__LINE__, "../src\\Some.cpp", "Some.cpp"},
       Row{__LINE__, "\\S", "S"},
       Row{__LINE__, "/S", "S"},
       Row{__LINE__, "Some.cpp", "Some.cpp"},
       Row{__LINE__, "", ""},
-      Row{__LINE__, "/work/src/", ""},
+      Row{__LINE__, "/project/src/", ""},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE("row at line " + std::to_string(row.line));
