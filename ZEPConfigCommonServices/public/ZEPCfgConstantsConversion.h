@@ -10,12 +10,16 @@
 // any number of threads, for any number that an argument may hold.
 class ExportedByZEPCfgCommonServices ZEPCfgConstantsConversion {
 public:
-  // A view that is not known becomes Source.
+  // The caller's view for a core view: Source, Current or Projected. A view that is not known becomes
+  // Source.
   static ZEPCfgEffectivityView ApplyingView(PLMCfgExpressionView iView);
-  // A view that is not known becomes Unset, which the other direction never gives.
+  // The core view for a caller's view. A view that is not known becomes Unset, from which the other
+  // direction does not lead back: it makes that Source.
   static PLMCfgExpressionView ApplyingView(ZEPCfgEffectivityView iView);
 
-  // A domain that is not known becomes Unset.
+  // The caller's domain for a core domain, which has the same number. A domain that is not known
+  // becomes Unset.
   static ZEPCfgDiversityDomain DiversityDomain(PLMCfgDiversityDomain iDomain);
+  // The core domain for a caller's domain, likewise.
   static PLMCfgDiversityDomain DiversityDomain(ZEPCfgDiversityDomain iDomain);
 };

@@ -8,8 +8,10 @@ class ZEPCfgEffectivityExpressionHandlerInternal;
 // points to, unless it came by it through an assignment.
 class ExportedByZEPCfgCommonServices ZEPCfgEffectivityExpressionHandler {
 public:
-  ZEPCfgEffectivityExpressionHandler(); // empty
+  // Empty: it points to nothing.
+  ZEPCfgEffectivityExpressionHandler();
   ZEPCfgEffectivityExpressionHandler(const ZEPCfgEffectivityExpressionHandler&) = delete;
+  // Deletes the internal object, if there is one.
   ~ZEPCfgEffectivityExpressionHandler();
 
   // Copies the pointer alone and leaves what was held. Both handlers then point to one object: it

@@ -33,14 +33,14 @@ public:
   static long CallWebService(const ZEPUnicodeString& in_httpCommand, const ZEPUnicodeString& in_url,
                              const ZEPUnicodeString& in_json, ZEPUnicodeString& out_json);
 
-  // The same call on the current stack. The body is sent with PUT and POST only. When the server
-  // answers with a status of 500 or more, the call is made once more on the legacy stack, whose
-  // result it then returns.
+  // The same call, with the same arguments and results, on the current stack. The body is sent with
+  // PUT and POST only. When the server answers with a status of 500 or more, the call is made once
+  // more on the legacy stack, whose result it then returns.
   static long NewCallWebService(const ZEPUnicodeString& in_httpCommand, const ZEPUnicodeString& in_url,
                                 const ZEPUnicodeString& in_json, ZEPUnicodeString& out_json);
 
-  // The same call on the legacy stack. Any text is passed on as the verb, the body is sent with
-  // every verb, and every failure of the HTTP client is E_FAIL.
+  // The same call, with the same arguments and results, on the legacy stack. Any text is passed on as
+  // the verb, the body is sent with every verb, and every failure of the HTTP client is E_FAIL.
   static long OldCallWebService(const ZEPUnicodeString& in_httpCommand, const ZEPUnicodeString& in_url,
                                 const ZEPUnicodeString& in_json, ZEPUnicodeString& out_json);
 

@@ -11,32 +11,43 @@ class ZEPUnicodeString;
 // is not negative is a success. Exceptions of the platform pass through to the caller.
 class ExportedByZEPCfgCommonServices ZEPCfgXMLExpressionServices {
 public:
-  // Splits an expression into its contexts: one element for each, appended to `oContexts` in the
-  // order of the text. It works by searches on the text and checks nothing: what is missing in a
-  // malformed text gives empty or odd values, and a walk over such a text ends where it comes to a
-  // place for the second time. Always S_OK.
+  // Splits an expression into its contexts. It works by searches on the text and checks nothing:
+  // what is missing in a malformed text gives empty or odd values, and a walk over such a text ends
+  // where it comes to a place for the second time.
+  //
+  // iExpression  the expression, XML text
+  // oContexts    one element for each context is appended, in the order of the text; what it holds
+  //              already stays in front
+  //
+  // Always S_OK.
   static long SplitByContext(const ZEPUnicodeString& iExpression,
                              ZEPListValZEPCfgContextExpression& oContexts);
 
   // Gives the expression without its first "Description" element and without any "DescId"
-  // attribute, by searches on the text. The two arguments may be the same object.
+  // attribute, by searches on the text.
   //
-  // S_OK    out_XMLExpression holds the cleaned text (empty for an empty one)
-  // E_FAIL  the text holds no quote at all, or an element or attribute does not end;
-  //         out_XMLExpression is then empty
+  // in_XMLExpression   the expression, XML text
+  // out_XMLExpression  the cleaned text (empty for an empty one); empty after a failure. May be the
+  //                    same object as in_XMLExpression.
+  //
+  // S_OK    the text is cleaned
+  // E_FAIL  the text holds no quote at all, or an element or attribute does not end
   static long RemoveDescription(const ZEPUnicodeString& in_XMLExpression,
                                 ZEPUnicodeString& out_XMLExpression);
 
-  // Writes the filter expression that selects everything, inside a context of the model
-  // `iHolderName` unless that is empty.
+  // Writes the filter expression that selects everything.
   //
-  // A success is the XML writer's code, and `oExpression` then holds the expression; a failure is
-  // that of the writer's call that failed, and `oExpression` is then untouched.
+  // iHolderName  the model whose context it stands in; empty: it stands in none
+  // oExpression  the expression, XML text; untouched on every failure
+  //
+  // A success is the XML writer's code; a failure is that of the writer's call that failed.
   static long GenerateFilterExpressionTrue(const ZEPUnicodeString& iHolderName,
                                            ZEPUnicodeString& oExpression);
 
   // Tells from a stylesheet file how its output is to be decoded. Only the first line that holds
   // "xsl:output" is looked at.
+  //
+  // in_XSLFilePath  path of the file
   //
   // S_FALSE   that line mentions "utf-8" in any letter case
   // S_OK      it does not, or there is no such line: the output is UTF-16
@@ -100,21 +111,29 @@ public:
   // ends it, and keeps what is needed to apply it. Once a stylesheet file with UTF-8 output was
   // used, the output of every later sequence is decoded as UTF-8.
   //
+  // in_customXSLFile  path of a stylesheet; empty or missing: the next candidate is taken
+  //
   // S_OK, S_FALSE        open, or no stylesheet exists and nothing is open
   // E_FAIL               the user's setting is "debug", or the platform gave no object
   // other failure codes  that of the service that failed; what was made before it is kept until
   //                      the next Start or End
   static long StartExpressionFormatting(const ZEPUnicodeString& in_customXSLFile);
 
-  // Formats one expression. The compact view, once asked for, stays until the sequence ends.
-  // Raises ZEPErrorNullVar when no sequence is open, unless the expression is empty.
+  // Formats one expression. Raises ZEPErrorNullVar when no sequence is open, unless the expression
+  // is empty.
   //
-  // S_OK                 out_formattedExpression holds the display text; it is untouched where the
-  //                      platform gave no bytes
-  // S_FALSE              the expression is empty; out_formattedExpression is untouched
+  // in_xmlExpression         the expression, XML text
+  // out_formattedExpression  the display text; untouched on every failure, for an empty expression,
+  //                          and where the platform gave no bytes
+  // in_compactView           non-zero sets the stylesheet's parameter "CompactView" to "TRUE", which
+  //                          stays until the sequence ends
+  //
+  // S_OK                 formatted, or the platform gave no bytes
+  // S_FALSE              the expression is empty
   // E_FAIL               the platform gave no object
-  // other failure codes  that of the service that failed; out_formattedExpression is untouched and
-  //                      the sequence stays open
+  // other failure codes  that of the service that failed
+  //
+  // The sequence stays open after each of these.
   static long ExpressionFormatting(const ZEPUnicodeString& in_xmlExpression,
                                    ZEPUnicodeString& out_formattedExpression,
                                    const unsigned char& in_compactView);
