@@ -12,6 +12,7 @@
 // configuration directory and the system one.
 ZEP_PLATFORM_API std::vector<std::string> ZEPSettingsLocations();
 
+// Where the file of a repository is, and whether it can be used.
 struct ZEPSettingsFileState {
   std::string path;    // empty when no directory holds the file
   std::string problem; // empty when the file can be read, else why not, in words

@@ -15,7 +15,8 @@ public:
   ~PLMCfgInListVal();
 
   void PutBack(const PLMCfgInString& value); // appends a copy
-  void Clear();
+  void Clear();                              // removes every value
+  // The values, in order; valid until the list is changed.
   const std::vector<PLMCfgInString>& GetValues() const;
 
 private:

@@ -28,21 +28,24 @@ public:
 
   // Names the current method by its signature, which is copied, until RemoveMethod().
   void SetMethod(char* iSignature);
+  // Ends what SetMethod() began; without it, nothing happens.
   void RemoveMethod();
 
   // Opens a record: level 0 detail and errors, 1 entry, 2 exit. What is appended next on this
-  // thread belongs to it, until endTraceWithLineNumber closes it with the source line and the
-  // base name of the source file (null: none).
+  // thread belongs to it, until endTraceWithLineNumber() closes it.
   PLMCfgInTraceClass& beginTrace(int iLevel);
-  PLMCfgInTraceClass& operator<<(const char* iText);
-  PLMCfgInTraceClass& operator<<(int iNumber);
-  PLMCfgInTraceClass& operator<<(long iNumber);
-  PLMCfgInTraceClass& operator<<(unsigned int iNumber);
-  PLMCfgInTraceClass& operator<<(const ZEPUnicodeString& iText);
+  PLMCfgInTraceClass& operator<<(const char* iText);             // narrow text; null appends nothing
+  PLMCfgInTraceClass& operator<<(int iNumber);                   // in decimal digits
+  PLMCfgInTraceClass& operator<<(long iNumber);                  // in decimal digits
+  PLMCfgInTraceClass& operator<<(unsigned int iNumber);          // in decimal digits
+  PLMCfgInTraceClass& operator<<(const ZEPUnicodeString& iText); // any text
+  // Closes the record that this thread opened, with the source line and the base name of the source
+  // file (null: none). `iLevel` is that of beginTrace().
   PLMCfgInTraceClass& endTraceWithLineNumber(int iLevel, int iLine, const char* iFile);
 
-  // What the two records of an error report begin with; never null.
+  // What the first record of an error report begins with; never null.
   static const char* GetError();
+  // What the second one begins with; never null.
   static const char* GetErrorIndent();
 
 private:

@@ -10,7 +10,7 @@
 class ZEP_PLATFORM_API ZEPErrorNullVar : public std::exception {
 public:
   ~ZEPErrorNullVar() override;
-  const char* what() const noexcept override;
+  const char* what() const noexcept override; // what happened, in words
 };
 
 // A handle that holds one reference on a component object, or is empty. Copying takes a further
@@ -21,15 +21,15 @@ public:
   ZEPBaseUnknown_var& operator=(const ZEPBaseUnknown_var& other);
   ~ZEPBaseUnknown_var();
 
-  bool operator!() const; // is it empty
-  [[noreturn]] static void ThrowErrorNullVar();
+  bool operator!() const;                       // is it empty
+  [[noreturn]] static void ThrowErrorNullVar(); // raises ZEPErrorNullVar
 
 protected:
   ZEPBaseUnknown_var();
   // Takes over the caller's reference; releases what was held after the new object is in place.
   void Adopt(IUnknown* object);
 
-  IUnknown* m_object;
+  IUnknown* m_object; // one reference of it is owned; null: empty
 };
 
 // The handle of one interface. `Interface##_var` names it.
@@ -37,10 +37,12 @@ template <class Interface>
 class ZEPInterface_var : public ZEPBaseUnknown_var {
 public:
   ZEPInterface_var() = default;
+  // An empty handle.
   ZEPInterface_var(std::nullptr_t) {} // NOLINT(google-explicit-constructor)
   // Takes over the reference that the caller holds; `object` may be null.
   explicit ZEPInterface_var(Interface* object) { Adopt(object); }
 
+  // Empties the handle.
   ZEPInterface_var& operator=(std::nullptr_t) {
     Adopt(nullptr);
     return *this;

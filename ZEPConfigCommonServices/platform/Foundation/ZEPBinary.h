@@ -15,7 +15,7 @@ public:
   ~ZEPBinary();
 
   const unsigned char* Bytes() const; // valid until the binary is changed
-  std::size_t ByteCount() const;
+  std::size_t ByteCount() const;      // 0 when it is empty
 
 private:
   std::vector<unsigned char> m_bytes;

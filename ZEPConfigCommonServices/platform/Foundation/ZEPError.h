@@ -17,8 +17,8 @@ public:
   // Forgets the thread's last error.
   static void ZEPCleanLastError();
 
-  virtual ZEPUnicodeString GetMessageText() = 0;
-  virtual void Release() = 0;
+  virtual ZEPUnicodeString GetMessageText() = 0; // what went wrong, in words
+  virtual void Release() = 0;                    // gives the caller's reference back
 
   ZEPError(const ZEPError&) = delete;
   ZEPError& operator=(const ZEPError&) = delete;

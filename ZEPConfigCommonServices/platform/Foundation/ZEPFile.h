@@ -9,6 +9,7 @@ class ZEPUnicodeString;
 // File functions. A path that does not exist as given is tried once more with each backslash
 // turned into a slash. A path that holds a NUL character does not exist.
 
+// What these functions answer: 0 where all is well, unless they say otherwise.
 using ZEPLibStatus = int;
 
 // 0 when the file exists; `*oInfo` is then filled. Anything else: it does not, `*oInfo` untouched.

@@ -14,10 +14,13 @@ public:
     }
     m_elements.push_back(element);
   }
+  // The number of elements.
   int Size() const { return static_cast<int>(m_elements.size()); }
   // REQUIRES: 1 <= position <= Size(). References stay valid until the list is next changed.
   Element& operator[](int position) { return m_elements[static_cast<std::size_t>(position) - 1]; }
+  // The same, to read.
   const Element& operator[](int position) const { return m_elements[static_cast<std::size_t>(position) - 1]; }
+  // Empties the list.
   void RemoveAll() { m_elements.clear(); }
 
 private:

@@ -16,11 +16,15 @@ public:
     }
   }
 
+  // Appends a value.
   void Append(Element element) { m_elements.push_back(element); }
+  // The number of elements.
   int Size() const { return static_cast<int>(m_elements.size()); }
   // REQUIRES: 1 <= position <= Size().
   Element& operator[](int position) { return m_elements[static_cast<std::size_t>(position) - 1]; }
+  // The same, to read.
   Element operator[](int position) const { return m_elements[static_cast<std::size_t>(position) - 1]; }
+  // Empties the collection; the mode says whether its memory is kept for later elements.
   void RemoveAll(ZEPCollec::MemoryHandling mode) {
     m_elements.clear();
     if (mode == ZEPCollec::ReleaseMemory) {

@@ -14,7 +14,7 @@ public:
   // Exactly 1 when the attribute exists and is a text, which then replaces `*oValue`. Any other
   // result leaves `*oValue` untouched.
   virtual int ReadAttr(const char* iKey, ZEPUnicodeString* oValue) = 0;
-  virtual void Release() = 0;
+  virtual void Release() = 0; // gives the caller's reference back
 
   ZEPSysSettingRepository(const ZEPSysSettingRepository&) = delete;
   ZEPSysSettingRepository& operator=(const ZEPSysSettingRepository&) = delete;

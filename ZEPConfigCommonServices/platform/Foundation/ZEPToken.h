@@ -7,12 +7,13 @@
 // the last one every further token is empty.
 class ZEP_PLATFORM_API ZEPToken {
 public:
+  // Both texts are copied.
   ZEPToken(const ZEPUnicodeString& text, const ZEPUnicodeString& separator);
   ~ZEPToken();
   ZEPToken(const ZEPToken&) = delete;
   ZEPToken& operator=(const ZEPToken&) = delete;
 
-  ZEPUnicodeString GetNextToken();
+  ZEPUnicodeString GetNextToken(); // without the separator
 
 private:
   ZEPUnicodeString m_text;

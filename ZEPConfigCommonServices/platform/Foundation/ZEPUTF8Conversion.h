@@ -11,6 +11,7 @@ class ZEPUnicodeString;
 // surrogate becomes U+FFFD.
 class ZEP_PLATFORM_API ZEPUTF8Conversion {
 public:
+  // Converts the text, which may end before this object.
   explicit ZEPUTF8Conversion(const ZEPUnicodeString& text);
   ~ZEPUTF8Conversion();
   ZEPUTF8Conversion(const ZEPUTF8Conversion&) = delete;

@@ -24,36 +24,41 @@ public:
   ZEPUnicodeString(const ZEPUnicodeString& other);
   ZEPUnicodeString(ZEPUnicodeString&& other) noexcept; // leaves `other` empty
   ZEPUnicodeString& operator=(const ZEPUnicodeString& other);
-  ZEPUnicodeString& operator=(ZEPUnicodeString&& other) noexcept;
+  ZEPUnicodeString& operator=(ZEPUnicodeString&& other) noexcept; // leaves `other` empty
   ~ZEPUnicodeString();
 
   // Replaces the content. Never fails: each malformed sequence becomes U+FFFD, one for each
   // maximal ill-formed subpart. The bytes need no alignment; null with a count of 0 is empty.
-  // Returns S_OK. BuildFromUTF16 reads units in the machine's byte order and looks at no
-  // byte-order mark; a lone surrogate becomes U+FFFD.
+  // Returns S_OK.
   long BuildFromUTF8(const char* bytes, std::size_t byteCount);
+  // The same from units in the machine's byte order. Looks at no byte-order mark; a lone surrogate
+  // becomes U+FFFD.
   long BuildFromUTF16(const void* units, std::size_t unitCount);
 
   // The text as zero-terminated UTF-8 (a lone surrogate as U+FFFD). The string owns the bytes;
   // they stay valid until the string is next changed or destroyed. A NUL character inside the
   // text ends it for readers of a zero-terminated text: ZEPUTF8Conversion gives the length too.
   const char* ConvertToChar() const;
-  const char* CastToCharPtr() const;
+  const char* CastToCharPtr() const; // the same
 
   // The code units, followed by a zero unit; valid until the string is next changed.
   const char16_t* CastToUnitPtr() const { return m_units; }
-  int GetLengthInChar() const { return m_length; }
-  bool IsEmpty() const { return m_length == 0; }
+  int GetLengthInChar() const { return m_length; } // the number of characters
+  bool IsEmpty() const { return m_length == 0; }   // whether there is none
 
   // Position of the first occurrence of `pattern` at or behind `start`, or -1. `mode` is 1:
   // forward, case-sensitive (the only mode). A negative start searches from 0, a start beyond
   // the end finds nothing, an empty pattern is found at `start`.
   int SearchSubString(const ZEPUnicodeString& pattern, int start, int mode) const;
+  // The characters of that range.
   ZEPUnicodeString SubString(int start, int length) const;
 
-  // Each changes this string and returns it. `Insert` moves its position into [0, length].
+  // Puts the text in front of the character at that position, which is moved into [0, length].
+  // Returns this string, as each operation does that changes it.
   ZEPUnicodeString& Insert(int position, const ZEPUnicodeString& text);
+  // Takes out the characters of that range.
   ZEPUnicodeString& Remove(int start, int length);
+  // Puts the text behind the last character.
   ZEPUnicodeString& Append(const ZEPUnicodeString& text);
   // Append(text.SubString(start, length)) without a text in between. A platform need not have it.
   ZEPUnicodeString& AppendPart(const ZEPUnicodeString& text, int start, int length);
@@ -64,12 +69,14 @@ public:
   ZEPUnicodeString& Strip(int mode, char character);
   // Full lower-casing without a locale (what it does to a text never depends on the machine).
   ZEPUnicodeString& ToLower();
+  // Empties the text.
   void Reset();
 
   // 2: identical; 1: equal but for the case of ASCII letters; 0: different.
   int Compare(const ZEPUnicodeString& other) const;
-  // Exact comparison. With narrow text: as if it had been made a ZEPUnicodeString first.
+  // Exact comparison.
   bool operator==(const ZEPUnicodeString& other) const;
+  // Exact comparison, as if the narrow text had been made a ZEPUnicodeString first.
   bool operator==(const char* narrowText) const;
 
   // Reads a number as "%d" does: leading white space and a sign are accepted, what follows the
@@ -103,4 +110,5 @@ private:
   char16_t m_inPlace[kUnitsInPlace + 1];
 };
 
+// The characters of the left text, then those of the right one.
 ZEP_PLATFORM_API ZEPUnicodeString operator+(const ZEPUnicodeString& left, const ZEPUnicodeString& right);

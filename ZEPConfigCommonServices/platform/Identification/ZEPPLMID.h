@@ -13,7 +13,7 @@ public:
   ZEPPLMID& operator=(const ZEPPLMID& other);
   ~ZEPPLMID();
 
-  bool IsNull() const;
+  bool IsNull() const; // whether it identifies no object
   // The textual form. `iFormat` is 0.
   ZEPUnicodeString ToString(int iFormat) const;
 

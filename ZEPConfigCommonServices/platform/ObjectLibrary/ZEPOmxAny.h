@@ -26,7 +26,7 @@ public:
 
   struct Value; // the platform's own
   explicit ZEPOmxAny(std::shared_ptr<const Value> value);
-  const std::shared_ptr<const Value>& GetValue() const;
+  const std::shared_ptr<const Value>& GetValue() const; // null: no value
 
 private:
   std::shared_ptr<const Value> m_value; // null: no value
@@ -35,10 +35,11 @@ private:
 // One member of a JSON object.
 class ZEP_PLATFORM_API ZEPOmxMapItem {
 public:
+  // Copies both.
   ZEPOmxMapItem(const ZEPOmxKeyString& key, const ZEPOmxAny& value);
 
-  const ZEPOmxKeyString& GetKey() const;
-  const ZEPOmxAny& GetValue() const;
+  const ZEPOmxKeyString& GetKey() const; // the member's name
+  const ZEPOmxAny& GetValue() const;     // the member's value
 
 private:
   ZEPOmxKeyString m_key;

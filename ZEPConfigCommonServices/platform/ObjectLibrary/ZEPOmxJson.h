@@ -4,6 +4,7 @@
 #include "ZEPOmxUTF8String.h"
 #include "ZEPPlatformExport.h"
 
+// The JSON parser. Any number of threads may use it.
 class ZEP_PLATFORM_API ZEPOmxJson {
 public:
   // Parses one JSON document. S_OK, or a failure code with `oValue` untouched: invalid UTF-8, text

@@ -11,9 +11,12 @@ template <class Object>
 class ZEPOmxSP {
 public:
   ZEPOmxSP() = default;
+  // Null.
   ZEPOmxSP(std::nullptr_t) {} // NOLINT(google-explicit-constructor)
+  // Takes a reference on the object, which may be null.
   explicit ZEPOmxSP(Object* object) : m_object(object) { Hold(); }
   ZEPOmxSP(const ZEPOmxSP& other) : m_object(other.m_object) { Hold(); }
+  // From a pointer on a derived class.
   template <class Derived>
   ZEPOmxSP(const ZEPOmxSP<Derived>& other) : m_object(other.Get()) { // NOLINT(google-explicit-constructor)
     Hold();
@@ -31,8 +34,11 @@ public:
     }
   }
 
+  // Whether it points to nothing.
   bool IsNull() const { return m_object == nullptr; }
+  // The object, or null; the reference stays here.
   Object* Get() const { return m_object; }
+  // The object, to call an operation of it.
   Object* operator->() const {
     if (m_object == nullptr) {
       ZEPOmxAssertionFailed("call through a null pointer");

@@ -13,11 +13,12 @@ public:
   ZEPOmxUTF8String();
   // A lone surrogate becomes U+FFFD.
   explicit ZEPOmxUTF8String(const ZEPUnicodeString& text);
+  // Copies the bytes as they stand.
   ZEPOmxUTF8String(const char* bytes, std::size_t byteCount);
   ZEPOmxUTF8String(const ZEPOmxUTF8String& other);
-  ZEPOmxUTF8String(ZEPOmxUTF8String&& other) noexcept;
+  ZEPOmxUTF8String(ZEPOmxUTF8String&& other) noexcept; // leaves `other` empty
   ZEPOmxUTF8String& operator=(const ZEPOmxUTF8String& other);
-  ZEPOmxUTF8String& operator=(ZEPOmxUTF8String&& other) noexcept;
+  ZEPOmxUTF8String& operator=(ZEPOmxUTF8String&& other) noexcept; // leaves `other` empty
   ~ZEPOmxUTF8String();
 
   const char* asChar() const; // zero-terminated, valid until the string is changed

@@ -5,6 +5,7 @@
 class ZEPOmxKeyString;
 class ZEPUnicodeString;
 
+// What has headers: the base of requests.
 class ZEP_PLATFORM_API ZEPOmxHttpMessage : public ZEPOmxObject {
 public:
   // Adds a header. One CR LF at the end of the value is cut when it is sent; a message with CR, LF

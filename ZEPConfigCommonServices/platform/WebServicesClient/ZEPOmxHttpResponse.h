@@ -4,6 +4,7 @@
 #include "ZEPOmxHttpStatusLine.h"
 #include "ZEPOmxSP.h"
 
+// The answer of a server.
 class ZEP_PLATFORM_API ZEPOmxHttpResponse : public ZEPOmxObject {
 public:
   virtual ZEPOmxSP<ZEPOmxHttpStatusLine> GetStatusLine() = 0; // never null

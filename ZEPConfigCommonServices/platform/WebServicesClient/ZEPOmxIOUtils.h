@@ -4,6 +4,7 @@
 
 class ZEPOmxUTF8String;
 
+// Helpers on streams.
 class ZEP_PLATFORM_API ZEPOmxIOUtils {
 public:
   // Reads a stream to its end. S_OK and all of its bytes, or the stream's failure code with

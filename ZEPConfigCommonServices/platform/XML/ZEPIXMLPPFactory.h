@@ -5,6 +5,7 @@
 
 class ZEPXMLPPMemoryBuffer;
 
+// Makes output sources.
 class ZEP_PLATFORM_API ZEPIXMLPPFactory : public IUnknown {
 public:
   // An output source that writes into `ioBuffer`, which stays the caller's. S_OK, or a failure

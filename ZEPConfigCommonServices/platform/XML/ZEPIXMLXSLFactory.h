@@ -3,6 +3,7 @@
 #include "ZEPIXMLXSLTransformer.h"
 #include "ZEPXMLClassIds.h"
 
+// Makes transformers.
 class ZEP_PLATFORM_API ZEPIXMLXSLFactory : public IUnknown {
 public:
   // Reads and compiles the stylesheet. S_OK and a transformer, or a failure code, an empty handle
