@@ -41,7 +41,8 @@ void formatOne(const FormatOptions& options, const std::string& file) {
 
 int runFormat(const FormatOptions& options) {
   if (options.stylesheet) {
-    requireStylesheet(*options.stylesheet);
+    requireStylesheet(*options.stylesheet,
+                      "without --stylesheet the server's, the setting's or the installed stylesheet is used");
   }
   if (options.stream.isWanted) {
     return formatLines(options);

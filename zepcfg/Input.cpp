@@ -123,14 +123,11 @@ std::string pathAsFound(const std::string& path) {
   return access(path.c_str(), F_OK) != 0 && access(withSlashes.c_str(), F_OK) == 0 ? withSlashes : path;
 }
 
-void requireStylesheet(const std::string& file) {
+void requireStylesheet(const std::string& file, const std::string& otherwise) {
   const char operation[] = "looking for the stylesheet";
   struct stat info;
   if (ZEPGetFileInfo(fromUTF8(file), &info) != 0) {
-    failBadInput(
-        inputName(file), operation, "there is no such file",
-        "check the name; without --stylesheet the server's, the setting's or the installed stylesheet "
-        "is used");
+    failBadInput(inputName(file), operation, "there is no such file", "check the name; " + otherwise);
   }
   if (!S_ISREG(info.st_mode)) {
     failBadInput(inputName(file), operation,

@@ -31,7 +31,8 @@ ZEPUnicodeString readData(const std::string& data);
 // The form in which a file is found: the library looks for a path with backslashes under slashes too.
 std::string pathAsFound(const std::string& path);
 
-// Fails unless there is a regular file of that name for the library to read.
-void requireStylesheet(const std::string& file);
+// Fails unless there is a regular file of that name for the library to read. `otherwise` is what helps
+// where there is none, besides another name.
+void requireStylesheet(const std::string& file, const std::string& otherwise);
 
 } // namespace zep::cli

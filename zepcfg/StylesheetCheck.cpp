@@ -1,6 +1,7 @@
 #include "StylesheetCheck.h"
 
 #include "Input.h"
+#include "StartTags.h"
 #include "Text.h"
 #include "TraceCollector.h"
 #include "ZEPCfgXMLExpressionServices.h"
@@ -18,6 +19,9 @@
 namespace zep::cli {
 namespace {
 
+constexpr char whereStylesheetsAre[] =
+    "zepcfg stylesheet says which one is used where none is named, and where it is";
+
 bool isAnyRefused(const std::vector<Finding>& findings) {
   return std::any_of(findings.begin(), findings.end(),
                      [](const Finding& finding) { return finding.isRefused; });
@@ -31,13 +35,15 @@ bool isCompiled(const std::vector<std::string>& errors) {
 // "compilation error: file a.xsl line 3 element if" and the lines below it.
 struct ReportedError {
   std::string file;
-  long line;
+  long line; // on which the start tag ends
+  std::string element;
   std::string text;
 };
 
 std::optional<ReportedError> readError(const std::string& line) {
   constexpr std::string_view fileLabel = " error: file ";
   constexpr std::string_view lineLabel = " line ";
+  constexpr std::string_view elementLabel = " element ";
   const std::size_t start = line.find(fileLabel);
   const std::size_t number = line.find(lineLabel, start);
   if (start == std::string::npos || number == std::string::npos) {
@@ -46,7 +52,9 @@ std::optional<ReportedError> readError(const std::string& line) {
   const std::string file = line.substr(start + fileLabel.size(), number - start - fileLabel.size());
   char* end = nullptr;
   const long found = std::strtol(line.c_str() + number + lineLabel.size(), &end, 10);
-  return ReportedError{file, found, *end == '\0' ? std::string() : "in" + std::string(end) + ": "};
+  const std::string rest = end;
+  const std::string element = startsWith(rest, elementLabel) ? rest.substr(elementLabel.size()) : "";
+  return ReportedError{file, found, element, rest.empty() ? "" : "in" + rest + ": "};
 }
 
 std::vector<ReportedError> readErrors(const std::string& message) {
@@ -69,40 +77,55 @@ bool isSameFile(const std::string& left, const std::string& right) {
          std::filesystem::weakly_canonical(right, ignored);
 }
 
+// A stylesheet as it is checked.
+struct Checked {
+  std::string file; // empty for one from a server
+  StartTags tags;
+};
+
+StartTags startTagsOfFile(const std::string& file) {
+  std::error_code error;
+  return std::filesystem::is_regular_file(file, error) ? startTagsOf(readInput(file)) : StartTags();
+}
+
 // One finding for each line of the report that nothing is known about yet: a further error in one line comes
 // of the first.
-void addErrors(const std::string& start, const std::string& message, const std::string& file,
+void addErrors(const std::string& start, const std::string& message, const Checked& checked,
                std::vector<Finding>& findings) {
   const std::vector<ReportedError> errors = readErrors(message);
   if (errors.empty()) {
     findings.push_back({0, start + ": " + message, "correct the stylesheet", true});
   }
   for (const ReportedError& error : errors) {
-    const bool isInFile = file.empty() || isSameFile(error.file, file);
+    const bool isInFile = checked.file.empty() || isSameFile(error.file, checked.file);
+    const long line =
+        (isInFile ? checked.tags : startTagsOfFile(error.file)).firstLine(error.element, error.line);
     const bool isKnown = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
-      return isInFile && finding.line == error.line;
+      return isInFile && finding.line == line;
     });
     if (!isKnown) {
-      const std::string place = isInFile ? "" : error.file + ", line " + std::to_string(error.line) + ": ";
+      const std::string place = isInFile ? "" : error.file + ", line " + std::to_string(line) + ": ";
       findings.push_back(
-          {isInFile ? error.line : 0, place + start + ": " + error.text, "correct the stylesheet", true});
+          {isInFile ? line : 0, place + start + ": " + error.text, "correct the stylesheet", true});
     }
   }
 }
 
 // Formats next to nothing with the stylesheet, as `format` would; without a file the server's is used.
 // That a stylesheet ends with a message of its own is its right; errors at work are not.
-void apply(const std::string& file, std::vector<Finding>& findings) {
+void apply(const Checked& checked, std::vector<Finding>& findings) {
   const TraceCollector trace;
   ZEPUnicodeString formatted;
-  const long result = ZEPCfgXMLExpressionServices::FormatExpression("<none/>", formatted, fromUTF8(file), 0);
+  const long result =
+      ZEPCfgXMLExpressionServices::FormatExpression("<none/>", formatted, fromUTF8(checked.file), 0);
   if (ZEPSucceeded(result)) {
     return;
   }
+  const Checked found{pathAsFound(checked.file), checked.tags};
   if (!isCompiled(trace.errors())) {
-    addErrors("it does not compile", trace.message(), pathAsFound(file), findings);
+    addErrors("it does not compile", trace.message(), found, findings);
   } else if (contains(trace.message(), "runtime error")) {
-    addErrors("it fails at work", trace.message(), pathAsFound(file), findings);
+    addErrors("it fails at work", trace.message(), found, findings);
   }
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& left, const Finding& right) { return left.line < right.line; });
@@ -112,7 +135,7 @@ StylesheetReport checkText(const std::string& text, const std::string& scannedAs
                            Decoding decodedAs) {
   StylesheetReport report{decodedAs, scanStylesheet(text, scannedAs, decodedAs)};
   if (!isAnyRefused(report.findings)) {
-    apply(applied, report.findings);
+    apply({applied, scannedAs.empty() ? StartTags(text) : startTagsOf(text)}, report.findings);
   }
   return report;
 }
@@ -120,14 +143,14 @@ StylesheetReport checkText(const std::string& text, const std::string& scannedAs
 } // namespace
 
 StylesheetReport checkStylesheetFile(const std::string& file) {
-  requireStylesheet(file);
+  requireStylesheet(file, whereStylesheetsAre);
   const std::string bytes = readInput(pathAsFound(file));
   const bool isUTF8 = ZEPCfgXMLExpressionServices::IsEncodingUTF16(fromUTF8(file)) == S_FALSE;
   return checkText(bytes, file, file, isUTF8 ? Decoding::UTF8 : Decoding::UTF16);
 }
 
 StylesheetReport checkFileForServer(const std::string& file) {
-  requireStylesheet(file);
+  requireStylesheet(file, whereStylesheetsAre);
   const std::string text = toUTF8(readXML(pathAsFound(file)));
   return checkText(text, "", file, Decoding::UTF16);
 }

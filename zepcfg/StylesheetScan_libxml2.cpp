@@ -1,5 +1,6 @@
 #include "StylesheetScan.h"
 
+#include "StartTags.h"
 #include "StylesheetExpressions.h"
 #include "Text.h"
 #include "XMLDecoding.h"
@@ -15,6 +16,7 @@
 #include <sstream>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -231,8 +233,13 @@ private:
                : 1 + std::count(text.begin(), text.begin() + static_cast<long>(at), '\n');
   }
 
+  // On which its start tag begins.
+  long lineOf(const xmlNode* node) const {
+    return m_startTags.firstLine(view(node->name), xmlGetLineNo(node));
+  }
+
   void refuse(const xmlNode* node, const std::string& text, const std::string& remedy) {
-    refuse(node == nullptr ? 0 : xmlGetLineNo(node), text, remedy);
+    refuse(node == nullptr ? 0 : lineOf(node), text, remedy);
   }
 
   void refuse(long line, const std::string& text, const std::string& remedy) {
@@ -264,6 +271,7 @@ private:
       refuse(firstError.line, "it is not well-formed XML: " + firstError.message, "correct the XML");
       return;
     }
+    m_startTags = path.empty() ? StartTags(bytes) : startTagsOf(bytes);
     checkDocumentType(document.get(), path.empty());
     checkRoot(xmlDocGetRootElement(document.get()));
     noteExtensionPrefixes(xmlDocGetRootElement(document.get()));
@@ -283,7 +291,7 @@ private:
     }
     const std::string version = versionOf(root);
     if (version != "1.0") {
-      add(xmlGetLineNo(root),
+      add(lineOf(root),
           "it is processed as XSLT 1.0, not " + (version.empty() ? "without a version" : version) +
               ": what is not known there fails only when it is reached",
           "write version=\"1.0\"");
@@ -395,23 +403,22 @@ private:
     }
     const bool isInstruction = nameSpaceOf(node) == xslt;
     if (isInstruction && !isOneOf(knownElements, view(node->name))) {
-      add(xmlGetLineNo(node), "the element '" + nameOf(node) + "' is not known in XSLT 1.0",
+      add(lineOf(node), "the element '" + nameOf(node) + "' is not known in XSLT 1.0",
           "write it with elements of XSLT 1.0");
     } else if (!isInstruction && m_extensionNamespaces.count(std::string(nameSpaceOf(node))) != 0) {
-      add(xmlGetLineNo(node), "the extension element '" + nameOf(node) + "' is not known, none is",
+      add(lineOf(node), "the extension element '" + nameOf(node) + "' is not known, none is",
           "write it with elements of XSLT 1.0, or with an xsl:fallback inside");
     }
   }
 
   void checkEscaping(xmlNode* node) {
     if (nameSpaceOf(node) == xslt && attribute(node, "disable-output-escaping").value_or("no") == "yes") {
-      add(xmlGetLineNo(node), "disable-output-escaping has no effect: in a text nothing is escaped",
-          "remove it");
+      add(lineOf(node), "disable-output-escaping has no effect: in a text nothing is escaped", "remove it");
     }
   }
 
   void checkOutput(xmlNode* node) {
-    const long line = xmlGetLineNo(node);
+    const long line = lineOf(node);
     const std::string method = attribute(node, "method").value_or("text");
     if (method != "text") {
       add(line, "the output is always a text, not " + method, "write method=\"text\"");
@@ -445,13 +452,13 @@ private:
       return;
     }
     if (name != compactParameter) {
-      add(xmlGetLineNo(node), "the compact view does not set '" + name + "': its parameter is CompactView",
+      add(lineOf(node), "the compact view does not set '" + name + "': its parameter is CompactView",
           "write CompactView");
     } else if (isElement(node, xslt, "variable")) {
-      add(xmlGetLineNo(node), "the compact view sets no variable, only a parameter",
+      add(lineOf(node), "the compact view sets no variable, only a parameter",
           "write xsl:param instead of xsl:variable");
     } else if (m_includedFile.empty()) {
-      m_parameterLine = xmlGetLineNo(node);
+      m_parameterLine = lineOf(node);
     }
   }
 
@@ -479,7 +486,7 @@ private:
     m_isCompactUsed = m_isCompactUsed || refersToVariable(expression, compactParameter);
     for (const std::string& literal : literalsComparedWith(expression, compactParameter)) {
       if (!literal.empty() && literal != compactValue) {
-        add(xmlGetLineNo(node), "CompactView is never '" + literal + "': in the compact view it is 'TRUE'",
+        add(lineOf(node), "CompactView is never '" + literal + "': in the compact view it is 'TRUE'",
             "compare it with 'TRUE'");
       }
     }
@@ -488,18 +495,18 @@ private:
   void checkFunction(const xmlNode* node, const std::string& function) {
     const std::size_t colon = function.find(':');
     if (function == "document") {
-      add(xmlGetLineNo(node), "document() reads a file, which is refused",
+      add(lineOf(node), "document() reads a file, which is refused",
           "hand everything over in the expression itself");
     } else if (colon != std::string::npos) {
       const bool isNodeSet = function.substr(colon + 1) == "node-set" &&
                              isOneOf(nodeSetNamespaces, nameSpaceOfPrefix(node, function.substr(0, colon)));
       if (!isNodeSet) {
-        add(xmlGetLineNo(node),
+        add(lineOf(node),
             "the extension function '" + function + "()' is not known: there is node-set() alone",
             "write it with functions of XSLT 1.0, or with named templates");
       }
     } else if (!isOneOf(knownFunctions, function)) {
-      add(xmlGetLineNo(node), "the function '" + function + "()' is not known in XSLT 1.0",
+      add(lineOf(node), "the function '" + function + "()' is not known in XSLT 1.0",
           "write it with functions of XSLT 1.0, or with named templates");
     }
   }
@@ -533,7 +540,9 @@ private:
     const std::string bytes((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
     std::string outer = file.string();
     std::swap(outer, m_includedFile);
+    StartTags outerTags = std::move(m_startTags);
     scanFile(bytes, file.string());
+    m_startTags = std::move(outerTags);
     std::swap(outer, m_includedFile);
   }
 
@@ -578,6 +587,7 @@ private:
   std::set<std::string> m_extensionNamespaces; // of the file that is read
   std::string m_encoding;                      // of the output; empty where none is named
   std::string m_includedFile;
+  StartTags m_startTags; // of the file that is read
   std::set<fs::path> m_seen;
   std::vector<Finding> m_findings;
 };

@@ -202,6 +202,8 @@ LINES = {
     "duplicate": (support.text_stylesheet("x", top='<xsl:template name="a"/>\n<xsl:template name="a"/>\n'), 5, "duplicate"),
     "failing-at-work": (support.text_stylesheet("\n<xsl:value-of select='$none'/>"), 5, "none"),
     "not-well-formed": (support.text_stylesheet("\n</xsl:if>"), 5, "not well-formed"),
+    "not-compiling-in-three-lines": (support.text_stylesheet("\n<xsl:if\n\n  test='('/>"), 5, "test"),
+    "failing-in-three-lines": (support.text_stylesheet("\n<xsl:value-of\n\n  select='$none'/>"), 5, "none"),
     "html": (support.text_stylesheet("x").replace('"text"', '"html"'), 3, "not html"),
     "newer-function": (support.text_stylesheet("\n\n<xsl:value-of select='lower-case(.)'/>"), 6, "lower-case"),
 }
@@ -234,7 +236,8 @@ def test_check_for_a_server_follows_its_rules(zepcfg, tmp_path):
 
 
 def test_check_of_a_missing_file_fails(zepcfg, tmp_path):
-    zepcfg("stylesheet", "check", tmp_path / "missing.xsl").failed("missing.xsl")
+    failure = zepcfg("stylesheet", "check", tmp_path / "missing.xsl").failed("missing.xsl", "zepcfg stylesheet says")
+    assert "--stylesheet" not in failure.err
 
 
 def test_check_of_a_folder_fails(zepcfg, tmp_path):

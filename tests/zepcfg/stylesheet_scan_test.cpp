@@ -171,6 +171,16 @@ TEST(StylesheetScan, finding_names_its_line) {
   EXPECT_THAT(scanStylesheet(text, "", Decoding::UTF8), ElementsAre(Field(&Finding::line, 4)));
 }
 
+TEST_F(StylesheetFiles, finding_names_the_line_on_which_a_start_tag_begins) {
+  const std::string body =
+      "<xsl:template match='/'>\n<xsl:copy-of\n\n select='document(1)'/>\n</xsl:template>";
+  write("own/part.xsl", stylesheet(body));
+  EXPECT_THAT(scan(stylesheet("<xsl:include\nhref='part.xsl'/><xsl:bogus\n/>\n" + body)),
+              ElementsAre(says("part.xsl, line 4: document()"),
+                          AllOf(says("bogus"), Field(&Finding::line, 4)),
+                          AllOf(says("document()"), Field(&Finding::line, 7))));
+}
+
 TEST_F(StylesheetFiles, included_files_are_looked_into) {
   write("own/below/part.xsl", inTemplate("<xsl:copy-of select='document(1)'/>"));
   const std::vector<Finding> findings = scan(stylesheet("<xsl:include href='below/part.xsl'/>"));
