@@ -31,6 +31,21 @@ const char* healthName(Health health) {
   return "";
 }
 
+bool hasFault(const Checks& checks) {
+  return std::any_of(checks.begin(), checks.end(),
+                     [](const Check& check) { return check.health == Health::fault; });
+}
+
+// Says what holds for an area, and then what was found there. Beside a fault nothing of it is "ok".
+void addArea(const std::string& area, const std::string& fact, Checks found, Checks& checks) {
+  found.insert(found.begin(), {area, Health::good, fact, ""});
+  const bool isAtFault = hasFault(found);
+  for (Check& check : found) {
+    check.health = isAtFault && check.health == Health::good ? Health::note : check.health;
+    checks.push_back(std::move(check));
+  }
+}
+
 // ---- settings ----------------------------------------------------------------------------------
 
 Check describeSetting(const Candidate& setting, const ZEPSettingsFileState& file) {
@@ -57,16 +72,18 @@ std::vector<Candidate> localCandidates() {
 }
 
 void checkSettings(Checks& checks) {
+  Checks found;
   for (const Candidate& candidate : localCandidates()) {
     if (candidate.source == "setting") {
-      checks.push_back(describeSetting(candidate, ZEPFindSettingsFile("EffeCustoFilePathSetting")));
+      found.push_back(describeSetting(candidate, ZEPFindSettingsFile("EffeCustoFilePathSetting")));
     }
   }
+  checkSettingsFolders(found);
   std::string places;
   for (const std::string& place : ZEPSettingsLocations()) {
     places += (places.empty() ? "" : ", ") + place;
   }
-  checks.push_back({"settings", Health::good, "settings are looked for in " + places, ""});
+  addArea("settings", "settings are looked for in " + places, found, checks);
 }
 
 // ---- stylesheets -------------------------------------------------------------------------------
@@ -91,9 +108,7 @@ void checkFile(const std::string& area, const std::string& file, Checks& checks)
   }
 }
 
-void checkInstallation(Checks& checks) {
-  const std::string roots = environmentValue("ZEPInstallPath").value_or("");
-  checks.push_back({"installation", Health::good, "ZEPInstallPath is '" + roots + "'", ""});
+void checkInstalledStylesheet(Checks& checks) {
   bool isFound = false;
   for (const Candidate& candidate : localCandidates()) {
     if (candidate.source != "installation" || candidate.path.empty() || isFound) {
@@ -109,6 +124,14 @@ void checkInstallation(Checks& checks) {
                       "let ZEPInstallPath name a folder with resources/xsl/" + installedStylesheetName() +
                           ", or unset it to use that of zepcfg"});
   }
+}
+
+void checkInstallation(Checks& checks) {
+  Checks found;
+  checkInstalledStylesheet(found);
+  checkInstallationRoots(found);
+  const std::string roots = environmentValue("ZEPInstallPath").value_or("");
+  addArea("installation", "ZEPInstallPath is '" + roots + "'", found, checks);
 }
 
 // ---- server ------------------------------------------------------------------------------------
@@ -155,7 +178,7 @@ void checkServer(const ServerInquiry& inquiry, Checks& checks) {
   }
 }
 
-void checkChoice(const ServerInquiry& inquiry, Checks& checks) {
+void checkChoice(const ServerInquiry& inquiry, bool isServerAtFault, Checks& checks) {
   const std::vector<Candidate> candidates = findCandidates(inquiry.answer);
   const Candidate* const deciding = decidingCandidate(candidates);
   if (deciding == nullptr) {
@@ -164,7 +187,8 @@ void checkChoice(const ServerInquiry& inquiry, Checks& checks) {
   } else if (deciding->state == CandidateState::used && !deciding->path.empty()) {
     checkFile("stylesheet", deciding->path, checks);
   } else if (deciding->state == CandidateState::used) {
-    checks.push_back({"stylesheet", Health::good, "the server's is used", ""});
+    checks.push_back(
+        {"stylesheet", isServerAtFault ? Health::note : Health::good, "the server's is used", ""});
   }
 }
 
@@ -208,26 +232,24 @@ int runDoctor(const DoctorOptions& options) {
   checkEnvironment(checks);
   checkTrace(checks);
   checkSettings(checks);
-  checkSettingsFolders(checks);
   checkInstallation(checks);
-  checkInstallationRoots(checks);
   shortenTimeouts();
   const ServerInquiry inquiry = askServerIfPossible();
-  checkServer(inquiry, checks);
-  checkChoice(inquiry, checks);
+  Checks ofServer;
+  checkServer(inquiry, ofServer);
+  checks.insert(checks.end(), ofServer.begin(), ofServer.end());
+  checkChoice(inquiry, hasFault(ofServer), checks);
 
-  const bool hasFault = std::any_of(checks.begin(), checks.end(),
-                                    [](const Check& check) { return check.health == Health::fault; });
   if (options.output.json) {
-    nlohmann::ordered_json object = resultObject(inquiry.failure ? inquiry.failure->code
-                                                 : hasFault      ? E_FAIL
-                                                                 : S_OK);
+    nlohmann::ordered_json object = resultObject(inquiry.failure    ? inquiry.failure->code
+                                                 : hasFault(checks) ? E_FAIL
+                                                                    : S_OK);
     object["checks"] = asJSON(checks);
     writeJSON(object, options.output.file);
   } else {
     writeResult(inWords(checks, wantsColours(options.output.file)), options.output.file);
   }
-  return hasFault ? exitFailed : exitDone;
+  return hasFault(checks) ? exitFailed : exitDone;
 }
 
 } // namespace zep::cli

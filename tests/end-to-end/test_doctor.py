@@ -25,6 +25,8 @@ def checks_of(zepcfg):
             assert check["state"] in ("ok", "note", "fault")
             assert check["remedy"] or check["state"] != "fault"
             assert f"{check['state']:7}{check['area']}: {check['detail']}" in text.text
+        # Nothing of an area is "ok" beside its fault, but for the variables, which have little to do with each other.
+        assert {check["area"] for check in faults} & {check["area"] for check in checks if check["state"] == "ok"} <= {"environment"}
         return [check for check in checks if check["state"] != "ok"]
 
     return run
@@ -154,6 +156,7 @@ def test_stylesheet_of_a_server_is_applied(zepcfg, raw_server):
     answer = zepcfg("--json", "--url", server.url, "--context", "a", "doctor")
     assert answer.code == 2
     assert matching(answer.json["checks"], "fault", "its stylesheet: line 4", "correct the stylesheet")
+    assert matching(answer.json["checks"], "note", "the server's is used")
 
 
 def test_program_and_its_libraries_are_named(zepcfg):
