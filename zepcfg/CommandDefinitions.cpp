@@ -4,6 +4,7 @@
 #include "Failure.h"
 #include "Text.h"
 
+#include <sstream>
 #include <utility>
 
 namespace zep::cli {
@@ -50,6 +51,20 @@ public:
     return mode == CLI::AppFormatMode::Sub
                ? help
                : "Example: " + commandText(joinedWords(*app)).examples.front().command + "\n\n" + help;
+  }
+
+  std::string make_description(const CLI::App* app) const override {
+    return asSentence(app->get_description()) + "\n";
+  }
+
+  // A command, and those below it.
+  std::string make_subcommand(const CLI::App* command) const override {
+    std::ostringstream lines;
+    CLI::detail::format_help(lines, joinedWords(*command), command->get_description(), get_column_width());
+    for (const CLI::App* below : command->get_subcommands([](const CLI::App*) { return true; })) {
+      lines << make_subcommand(below);
+    }
+    return lines.str();
   }
 };
 
@@ -111,7 +126,8 @@ void CommandDefinitions::addGlobalOptions() {
   m_app.formatter(m_help);
   m_app.allow_extras();           // refused later, with a suggestion
   m_app.require_subcommand(0, 1); // a command's arguments may be called like another command
-  m_app.set_version_flag("--version", std::string("zepcfg ") + ZEP_VERSION);
+  m_app.set_help_flag("-h,--help", "print this help");
+  m_app.set_version_flag("--version", std::string("zepcfg ") + ZEP_VERSION, "print the version");
   addValue(m_app, "--url", m_global.url, ValueKind::text, "URL",
            "URL of the PLM server (ZEP_URL); without one none is asked");
   addValue(m_app, "--context", m_global.context, ValueKind::text, "TEXT",

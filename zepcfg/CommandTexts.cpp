@@ -73,7 +73,7 @@ const std::vector<CommandText>& texts() {
        "",
        {filters, trace}},
       {"includes",
-       "is everything that filter A selects selected by filter B",
+       "whether everything that filter A selects is selected by filter B",
        {"Says yes or no. Both filters are compiled files or expressions in XML, which are compiled on the "
         "way; one of them may be - for standard input.",
         "With --explain a no is followed by a configuration that A selects and B does not."},
@@ -103,7 +103,7 @@ const std::vector<CommandText>& texts() {
        "",
        {stylesheets, server, trace}},
       {"stylesheet check",
-       "does a stylesheet compile, and what in it would surprise",
+       "whether a stylesheet compiles, and what in it would surprise",
        {"Says whether a stylesheet compiles, how its output would be decoded, and what in it would surprise "
         "its author, each with its line and a remedy: an output encoding where it is not looked for, "
         "instructions that are refused or not known, what has no effect on a text.",

@@ -47,7 +47,7 @@ const std::vector<EnvironmentVariable>& environmentVariables() {
        "nothing"},
       {"ZEP_TRACE_FILE", trace, text, "file that the trace is appended to, as with --trace",
        "standard error"},
-      {"ZEP_TRACE_FORMAT", trace, text, "json (an object in each line) or text",
+      {"ZEP_TRACE_FORMAT", trace, text, "form of the trace: json (an object in each line) or text",
        "json for a file that ends with .jsonl"},
       {"ZEP_TRACE_SECRETS", trace, onOff, "the trace shows the security context", ""},
       {"NO_COLOR", terminal, text, "nothing is coloured, whatever its value", ""},

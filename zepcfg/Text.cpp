@@ -84,6 +84,15 @@ std::string toLowerASCII(std::string_view text) {
   return lower;
 }
 
+std::string asSentence(std::string words) {
+  if (words.empty()) {
+    return words;
+  }
+  char& first = words.front();
+  first = first >= 'a' && first <= 'z' ? static_cast<char>(first - 'a' + 'A') : first;
+  return words.back() == '.' ? words : words + ".";
+}
+
 std::string withoutControls(std::string_view text) {
   std::string clean;
   while (!text.empty()) {

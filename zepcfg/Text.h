@@ -25,6 +25,9 @@ bool contains(std::string_view text, std::string_view pattern);
 // Case of ASCII letters alone.
 std::string toLowerASCII(std::string_view text);
 
+// Few words as a sentence: with a capital letter and a full stop.
+std::string asSentence(std::string words);
+
 // Control characters other than line feed and tab as \xNN, so that a text from elsewhere cannot
 // drive the terminal; what is not UTF-8 likewise.
 std::string withoutControls(std::string_view text);

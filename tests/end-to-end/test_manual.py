@@ -28,15 +28,14 @@ def texts():
 
 
 def commands_of(help_text):
-    return re.findall(r"^  ([a-z-]+) ", help_text.split("Subcommands:")[1], re.MULTILINE) if "Subcommands:" in help_text else []
+    """The words of each command that a help lists."""
+    listed = help_text.split("Subcommands:")[1:]
+    return [words.split() for words in re.findall(r"^  ([a-z-]+(?: [a-z-]+)*) ", "".join(listed), re.MULTILINE)]
 
 
 def all_commands(zepcfg):
     """The words of each command, the program itself first."""
-    found = [[]]
-    for words in found:
-        found.extend([*words, name] for name in commands_of(zepcfg(*words, "--help").ok().text))
-    return found
+    return [[], *commands_of(zepcfg("--help").ok().text)]
 
 
 def page_name(words):
@@ -47,6 +46,22 @@ def test_every_command_has_a_page(zepcfg):
     commands = all_commands(zepcfg)
     assert ["stylesheet", "check"] in commands
     assert sorted(page.stem for page in PAGES) == sorted(map(page_name, commands))
+
+
+def test_help_of_the_program_lists_the_commands_of_commands(zepcfg):
+    commands = all_commands(zepcfg)
+    for words in commands:
+        below = [other for other in commands if len(other) > len(words) and other[: len(words)] == words]
+        assert commands_of(zepcfg(*words, "--help").ok().text) == below
+
+
+def test_what_pages_say_are_sentences(texts):
+    for name, text in texts.items():
+        for section in ("OPTIONS", "EXIT STATUS", "ENVIRONMENT"):
+            said = re.findall(r"^ {14}(\S.*)$|^ {7}[^ ].*? {2,}(\S.*)$", text.split(f"\n{section}\n")[1].split("\n\n\n")[0], re.MULTILINE)
+            assert said or section == "OPTIONS", name
+            for first, second in said:
+                assert re.fullmatch(r"([A-Z]|1: )[^\n]*[.]", first or second), (name, section, first or second)
 
 
 def test_pages_are_flawless():

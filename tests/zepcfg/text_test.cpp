@@ -38,3 +38,11 @@ TEST(Text, replacing_does_not_look_at_what_it_put_in) {
   EXPECT_EQ(zep::cli::replaceAll("aXbXX", "X", "XX"), "aXXbXXXX");
   EXPECT_EQ(zep::cli::replaceAll("abc", "X", ""), "abc");
 }
+
+TEST(Text, few_words_become_a_sentence) {
+  EXPECT_EQ(zep::cli::asSentence("the answer"), "The answer.");
+  EXPECT_EQ(zep::cli::asSentence("URL of it."), "URL of it.");
+  EXPECT_EQ(zep::cli::asSentence("1: yes"), "1: yes.");
+  EXPECT_EQ(zep::cli::asSentence("\xC3\xA9t\xC3\xA9"), "\xC3\xA9t\xC3\xA9.");
+  EXPECT_EQ(zep::cli::asSentence(""), "");
+}

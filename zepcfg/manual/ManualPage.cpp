@@ -1,5 +1,7 @@
 #include "Manual.h"
 
+#include "Text.h"
+
 #include <algorithm>
 #include <iterator>
 #include <sstream>
@@ -69,6 +71,10 @@ std::string capitals(std::string text) {
   return text;
 }
 
+std::string sentence(const std::string& words) {
+  return roff(asSentence(words));
+}
+
 std::string invocation(const CommandDescription& command) {
   return command.words.empty() ? program : std::string(program) + " " + joined(command.words, " ");
 }
@@ -127,13 +133,13 @@ std::string paragraphs(const std::vector<std::string>& texts) {
 std::string optionItem(const OptionDescription& option) {
   std::vector<std::string> names;
   std::transform(option.names.begin(), option.names.end(), std::back_inserter(names), bold);
-  return item(joined(names, ", ") + valueOf(option), roff(option.text) + ".");
+  return item(joined(names, ", ") + valueOf(option), sentence(option.text));
 }
 
 std::string optionsSection(const CommandDescription& command) {
   std::string text;
   for (const ArgumentDescription& argument : command.arguments) {
-    text += item(italic(argument.name), roff(argument.text) + ".");
+    text += item(italic(argument.name), sentence(argument.text));
   }
   for (const OptionDescription& option : command.options) {
     text += optionItem(option);
@@ -150,7 +156,8 @@ std::string commandsSection(const Descriptions& all) {
   std::string text = section("COMMANDS");
   for (const CommandDescription& command : all) {
     if (!command.words.empty()) {
-      text += item(bold(joined(command.words, " ")), roff(command.text + ": " + pageName(command) + "(1)."));
+      text +=
+          item(bold(joined(command.words, " ")), sentence(command.text + ": " + pageName(command) + "(1)"));
     }
   }
   return text;
@@ -158,7 +165,7 @@ std::string commandsSection(const Descriptions& all) {
 
 std::string exitSection(const CommandDescription& command) {
   return section("EXIT STATUS") + item(bold("0"), "It is done.") +
-         (command.no.empty() ? "" : item(bold("1"), roff(command.no) + ".")) +
+         (command.no.empty() ? "" : item(bold("1"), sentence(command.no))) +
          item(bold("2"), "It failed; standard error says what, why and what to do about it.");
 }
 
@@ -167,7 +174,7 @@ std::string meaningOf(const EnvironmentVariable& variable) {
   const std::string range = variable.kind == VariableKind::number ? ", " + expectedValue(variable) : "";
   const std::string usual =
       variable.usual[0] == '\0' ? "" : std::string(" (not set: ") + variable.usual + ")";
-  return roff(on + variable.meaning + range + usual + ".");
+  return sentence(on + variable.meaning + range + usual);
 }
 
 std::string environmentSection(const CommandDescription& command) {
