@@ -1,6 +1,20 @@
 # Most tests take far longer to compile than to run, and it is not they that are shipped.
 set(ZEP_TEST_OPTIONS $<$<CONFIG:Release>:-O0>)
 
+# GoogleTest's headers are read once for all programs that are compiled with the same options. A compiler cache
+# does better without.
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT WIN32)
+  set(ZEP_TEST_HEADERS zep_test_headers)
+endif()
+
+function(zep_add_test_headers)
+  file(CONFIGURE OUTPUT test_headers.cpp CONTENT "int main() {}\n")
+  add_executable(${ZEP_TEST_HEADERS} EXCLUDE_FROM_ALL ${CMAKE_CURRENT_BINARY_DIR}/test_headers.cpp)
+  target_link_libraries(${ZEP_TEST_HEADERS} PRIVATE GTest::gmock)
+  target_compile_options(${ZEP_TEST_HEADERS} PRIVATE ${ZEP_TEST_OPTIONS})
+  target_precompile_headers(${ZEP_TEST_HEADERS} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+endfunction()
+
 # zep_add_test(NAME SOURCES source... [LINK library...] [SCRIPTED] [WITHOUT_LIBRARY] [OPTIMISED])
 #
 # One GoogleTest program. CTest runs each of its tests in a process of its own, because the library
@@ -25,6 +39,9 @@ function(zep_add_test name)
     target_compile_options(${name} PRIVATE $<$<NOT:$<CONFIG:Release>>:-O1>)
   else()
     target_compile_options(${name} PRIVATE ${ZEP_TEST_OPTIONS})
+    if(ZEP_TEST_HEADERS)
+      target_precompile_headers(${name} REUSE_FROM ${ZEP_TEST_HEADERS})
+    endif()
   endif()
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT 120)
