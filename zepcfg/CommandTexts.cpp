@@ -17,7 +17,7 @@ const std::string streamDetails =
 const std::vector<CommandText>& texts() {
   static const std::vector<CommandText> all{
       {"",
-       "Configuration expressions: display text, filters, web services, stylesheets.",
+       "display text, filters, stylesheets and web services of configuration expressions",
        {"The result goes to standard output, everything else to standard error. Texts are UTF-8. Where a "
         "command reads a file, - stands for standard input.",
         "With --json a command writes one JSON object. It holds \"hresult\", the result code as a signed "
@@ -26,7 +26,7 @@ const std::vector<CommandText>& texts() {
         "A failure names its input, the operation, the result code, what was reported, and the remedy.",
         "Without a URL no server is asked for anything."},
        {{"", "zepcfg format samples/one-feature.xml"}, {"Find out what is wrong:", "zepcfg doctor"}},
-       "the answer is no",
+       "the answer is no (includes), or something was found (stylesheet check)",
        {stylesheets, server, transformation, filters, trace, terminal}},
       {"format",
        "display text of expressions",

@@ -228,7 +228,7 @@ std::string pageName(const CommandDescription& command) {
 std::string manualPage(const CommandDescription& command, const Descriptions& all, const Edition& edition) {
   const std::string name = pageName(command);
   return ".TH " + roff(capitals(name)) + " 1 " + edition.date + " \"" + program + " " + edition.version +
-         "\" \"User Commands\"\n" + section("NAME") + filled(roff(name) + " \\- " + roff(command.text)) +
+         "\" \"User Commands\"\n.nh\n" + section("NAME") + filled(roff(name) + " \\- " + roff(command.text)) +
          "\n" + section("SYNOPSIS") + filled(synopsis(command)) + "\n" + section("DESCRIPTION") +
          paragraphs(command.details) + (command.words.empty() ? commandsSection(all) : "") +
          optionsSection(command) + exitSection(command) + environmentSection(command) +
