@@ -27,6 +27,8 @@ using Early = std::optional<long>;
 
 // Both stacks.
 Early findTarget(Course& course, const std::string& url, Target& target) {
+  course.Label("Set the WebService path");
+  course.Label("call the web service");
   course.Label("Populate the security context");
   // The text decides, not the code.
   target.context = course.Call(Op::GetCurrentContext).Gives() ? course.world.context : "";
@@ -135,8 +137,6 @@ long currentStack(Course& course, const Request& request, std::string& answer) {
   course.Dump("in_httpCommand", request.verb);
   course.Dump("in_url", request.url);
   course.Dump("in_json", request.json);
-  course.Label("Set the WebService path");
-  course.Label("call the web service");
   Target target;
   if (const Early early = findTarget(course, request.url, target)) {
     return *early;
@@ -248,8 +248,6 @@ long legacyStack(Course& course, const Request& request, std::string& answer) {
   course.Dump("in_httpCommand", request.verb);
   course.Dump("in_url", request.url);
   course.Value("pUtf8", request.json);
-  course.Label("Set the WebService path");
-  course.Label("call the web service");
   Target target;
   if (const Early early = findTarget(course, request.url, target)) {
     return *early;

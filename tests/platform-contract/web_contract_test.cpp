@@ -464,35 +464,37 @@ const JsonNode kDocument = JsonObject({{"xslt", JsonObject({{"content", JsonText
                                        {"number", {}},
                                        {"a", JsonText("last")}});
 
-TEST_F(Json, MapItems_AreTheMembers_InOrderAndRepeated) {
-  ZEP_NEEDS(TheWorld().PrepareJson(kDocument));
-  ZEPOmxAny value;
-  EXPECT_EQ(Parse(Written(kDocument), value), S_OK);
+// That document, parsed.
+class JsonDocument : public ContractTest {
+protected:
+  void SetUp() override {
+    ZEP_NEEDS(TheWorld().PrepareJson(kDocument));
+    EXPECT_EQ(Parse(Written(kDocument), m_value), S_OK);
+  }
+
+  ZEPOmxAny m_value;
+};
+
+TEST_F(JsonDocument, MapItems_AreTheMembers_InOrderAndRepeated) {
   std::string keys;
-  for (const ZEPOmxMapItem& item : value.MapItems()) {
+  for (const ZEPOmxMapItem& item : m_value.MapItems()) {
     keys += BytesOf(item.GetKey().ToUTF8String()) + ";";
   }
   EXPECT_EQ(keys, "xslt;a;number;a;");
 }
 
-TEST_F(Json, ToUnicodeString_IsTheText_AndEmptyForEverythingElse) {
-  ZEP_NEEDS(TheWorld().PrepareJson(kDocument));
-  ZEPOmxAny value;
-  EXPECT_EQ(Parse(Written(kDocument), value), S_OK);
+TEST_F(JsonDocument, ToUnicodeString_IsTheText_AndEmptyForEverythingElse) {
   std::string texts;
-  for (const ZEPOmxMapItem& item : value.MapItems()) {
+  for (const ZEPOmxMapItem& item : m_value.MapItems()) {
     texts += Bytes(item.GetValue().ToUnicodeString()) + ";";
   }
   EXPECT_EQ(texts, ";first;;last;");
-  EXPECT_TRUE(value.ToUnicodeString().IsEmpty());
+  EXPECT_TRUE(m_value.ToUnicodeString().IsEmpty());
 }
 
-TEST_F(Json, Extract_GivesTheMembersByKey_TheLastOfSeveral) {
-  ZEP_NEEDS(TheWorld().PrepareJson(kDocument));
-  ZEPOmxAny value;
-  EXPECT_EQ(Parse(Written(kDocument), value), S_OK);
+TEST_F(JsonDocument, Extract_GivesTheMembersByKey_TheLastOfSeveral) {
   ZEPOmxKeyValueBlock block;
-  EXPECT_EQ(value.Extract(block), S_OK);
+  EXPECT_EQ(m_value.Extract(block), S_OK);
   ZEPOmxAny member;
   EXPECT_EQ(block.GetValue(ZEPOmxKeyString("a"), member), S_OK);
   EXPECT_EQ(Bytes(member.ToUnicodeString()), "last");
@@ -502,26 +504,20 @@ TEST_F(Json, Extract_GivesTheMembersByKey_TheLastOfSeveral) {
   EXPECT_EQ(Bytes(member.ToUnicodeString()), "caf\xC3\xA9");
 }
 
-TEST_F(Json, GetValue_LeavesTheOutput_WithoutSuchAMember) {
-  ZEP_NEEDS(TheWorld().PrepareJson(kDocument));
-  ZEPOmxAny value;
-  EXPECT_EQ(Parse(Written(kDocument), value), S_OK);
+TEST_F(JsonDocument, GetValue_LeavesTheOutput_WithoutSuchAMember) {
   ZEPOmxKeyValueBlock block;
-  ZEPOmxAny member = value;
+  ZEPOmxAny member = m_value;
   EXPECT_EQ(block.GetValue(ZEPOmxKeyString("a"), member), E_FAIL) << "as constructed it has no members";
-  EXPECT_EQ(value.Extract(block), S_OK);
+  EXPECT_EQ(m_value.Extract(block), S_OK);
   EXPECT_EQ(block.GetValue(ZEPOmxKeyString("A"), member), E_FAIL);
   EXPECT_EQ(member.MapItems().size(), 4U);
 }
 
-TEST_F(Json, Extract_EmptiesTheBlock_OfWhatIsNoObject) {
-  ZEP_NEEDS(TheWorld().PrepareJson(kDocument));
-  ZEPOmxAny value;
-  EXPECT_EQ(Parse(Written(kDocument), value), S_OK);
+TEST_F(JsonDocument, Extract_EmptiesTheBlock_OfWhatIsNoObject) {
   ZEPOmxKeyValueBlock block;
   ZEPOmxAny member;
   for (const char* const key : {"a", "number"}) {
-    EXPECT_EQ(value.Extract(block), S_OK);
+    EXPECT_EQ(m_value.Extract(block), S_OK);
     EXPECT_EQ(block.GetValue(ZEPOmxKeyString(key), member), S_OK);
     EXPECT_EQ(member.Extract(block), E_FAIL);
     EXPECT_EQ(block.GetValue(ZEPOmxKeyString("a"), member), E_FAIL);
@@ -537,13 +533,10 @@ TEST_F(Json, None_HasNeitherMembersNorText) {
   EXPECT_EQ(none.Extract(block), E_FAIL);
 }
 
-TEST_F(Json, Failure_LeavesTheValue) {
-  ZEP_NEEDS(TheWorld().PrepareJson(kDocument));
-  ZEPOmxAny value;
-  EXPECT_EQ(Parse(Written(kDocument), value), S_OK);
+TEST_F(JsonDocument, Failure_LeavesTheValue) {
   ZEP_NEEDS(TheWorld().LetFail(Failing::JsonParse));
-  EXPECT_FAILURE(Parse("no JSON", value));
-  EXPECT_EQ(value.MapItems().size(), 4U);
+  EXPECT_FAILURE(Parse("no JSON", m_value));
+  EXPECT_EQ(m_value.MapItems().size(), 4U);
 }
 
 TEST_F(Json, WhatIsNotOneDocument_IsAFailure) {
