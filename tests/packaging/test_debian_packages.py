@@ -8,7 +8,7 @@ import subprocess
 
 import pytest
 
-from support import BUILD, CMAKE, LIBDIR, check_programs, dynamic, files_below, install, run
+from support import BUILD, CMAKE, LIBDIR, SOURCE, check_programs, dynamic, files_below, install, run
 
 NAMES = ["libzepcfgcommonservices-dev", "libzepcfgcommonservices1", "libzepplatform-dev", "libzepplatform1", "zepcfg"]
 LIBRARY_PACKAGES = {"libzepcfgcommonservices1": "libZEPCfgCommonServices", "libzepplatform1": "libZEPPlatform"}
@@ -138,6 +138,22 @@ def test_tools_package_holds_the_programs_with_what_belongs_to_them(contents):
     }
     assert wanted <= contents["zepcfg"]
     assert not [file for file in contents["zepcfg"] if file.startswith(("lib", "include"))]
+
+
+def test_documents_of_developers_are_in_their_package(root, contents):
+    def documents(package):
+        found = (re.fullmatch(rf"share/doc/{package}/([a-z-]+)[.]md", file) for file in contents[package])
+        return {match[1] for match in found if match}
+
+    of_developers = {"architecture", "design", "developing", "porting"}
+    assert documents("libzepcfgcommonservices-dev") == of_developers
+    everything = {file.stem for file in (SOURCE / "docs").glob("*.md")} - {"api-reference"}
+    assert documents("zepcfg") == everything - of_developers
+
+    folder = root / "usr/share/doc"
+    links = [(file, link) for file in folder.glob("*/*.md") for link in re.findall(r"\]\(([\w./-]+[.]md)\b", file.read_text("utf-8"))]
+    assert len(links) > 20 and any(link.startswith("../zepcfg/") for _, link in links)
+    assert [(file.name, link) for file, link in links if not (file.parent / link).is_file()] == []
 
 
 def test_packages_together_hold_every_installed_file_once(contents, tmp_path):
