@@ -40,8 +40,7 @@ def commands_of(document):
     text = document.read_text(encoding="utf-8")
     lines = [] if document.name in TRIED_ELSEWHERE else "".join(blocks(text, "sh")).splitlines()
     lines += re.findall(r"(?<=\n) {4}(?=\S)(.*)$", without_blocks(text), re.MULTILINE)
-    # A line of the contract tests' output stands among the commands of porting.md, whose own test knows it.
-    return [re.sub(r" +#.*", "", line) for line in lines if not line.startswith("platform contract:")]
+    return [re.sub(r" +#.*", "", line) for line in lines]
 
 
 def commands():
@@ -108,7 +107,7 @@ def installs(line, tmp_path):
 
 def sets_folders_of_an_installation(line, tmp_path):
     libraries = cached_options()["CMAKE_INSTALL_LIBDIR"]
-    known = {"DIR", f"DIR/{libraries}", f"DIR/{libraries}/pkgconfig", "DIR/share/zepcfg"}
+    known = {"DIR", f"DIR/{libraries}", f"DIR/{libraries}/pkgconfig", "DIR/share/zepcfg", "DIR/bin:$PATH"}
     assert {word.partition("=")[2] for word in shlex.split(line)[1:]} <= known
     assert (BUILD / "share" / "zepcfg").is_dir()
 
@@ -132,6 +131,12 @@ def runs_registered_tests(line, tmp_path):
     words = shlex.split(line)
     assert words[:2] == ["ctest", "--test-dir"]
     assert re.search(r"^Total Tests: [1-9]", printed(*words[:2], in_build(words[2]), *words[3:], "-N"), re.MULTILINE)
+
+
+def is_what_the_contract_tests_say(line, tmp_path):
+    """Of the reference platform."""
+    program = BUILD / "tests" / "bin" / "platform_contract_reference_test"
+    assert line == printed(program, "--gtest_brief=1", cwd=tmp_path).splitlines()[-1]
 
 
 def debugs(line, tmp_path):
@@ -206,6 +211,7 @@ ROWS = [
     (r"export .*=DIR.*", sets_folders_of_an_installation),
     (r"export PATH=.*", sets_the_search_path),
     (r"build/\w+/tests/bin/.*", runs_test_program),
+    (r"platform contract: .*", is_what_the_contract_tests_say),
     (r"ctest .*", runs_registered_tests),
     (r"gdb .*", debugs),
     (r"scripts/run-under-valgrind .*", runs_script_on_program),
