@@ -98,8 +98,7 @@ const std::vector<CommandText>& texts() {
        "which stylesheet would be used, and why",
        {"Says which stylesheet zepcfg-format(1) would use when none is named, candidate by candidate: the "
         "server's, that of the user's setting, the installed one."},
-       {{"", "zepcfg stylesheet"},
-        {"Start a stylesheet of one's own:", "zepcfg stylesheet --print > mine.xsl"}},
+       {{"", "zepcfg stylesheet"}, {"What stands in it:", "zepcfg stylesheet --print"}},
        "",
        {stylesheets, server, trace}},
       {"stylesheet check",

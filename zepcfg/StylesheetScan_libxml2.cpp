@@ -525,7 +525,8 @@ private:
       refuse(node, "'" + href + "' is not in the stylesheet's own folder or below, and is refused",
              "move it beside the stylesheet");
     } else if (!fs::is_regular_file(file, error)) {
-      refuse(node, "'" + href + "' does not exist", "check the name");
+      refuse(node, "'" + href + "' does not exist",
+             "check the name: it begins at the folder of the file that names it");
     } else if (m_seen.insert(file).second && m_seen.size() < mostFiles) {
       scanIncluded(file);
     }

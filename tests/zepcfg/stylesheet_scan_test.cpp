@@ -208,7 +208,8 @@ TEST_F(StylesheetFiles, includes_outside_the_folder_are_found) {
 
 TEST_F(StylesheetFiles, missing_include_is_found) {
   EXPECT_THAT(scan(stylesheet("<xsl:include href='missing.xsl'/>")),
-              ElementsAre(says("'missing.xsl' does not exist")));
+              ElementsAre(AllOf(says("'missing.xsl' does not exist"),
+                                Field(&Finding::remedy, HasSubstr("folder of the file that names it")))));
 }
 
 TEST_F(StylesheetFiles, plain_entities_are_no_finding_and_others_are) {
