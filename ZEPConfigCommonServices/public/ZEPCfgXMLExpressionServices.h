@@ -103,7 +103,7 @@ public:
   // A formatting sequence prepares the stylesheet once for many expressions: Start once,
   // ExpressionFormatting any number of times, End once. One sequence at a time, on one thread.
   //
-  //   closed --Start--> open --ExpressionFormatting--> open --End--> closed
+  //     closed --Start--> open --ExpressionFormatting--> open --End--> closed
   //
   // Start on an open sequence begins a new one, End on a closed one does nothing.
 
