@@ -8,8 +8,6 @@
 #include "ZEPUTF8Conversion.h"
 #include "ZEPUnicodeString.h"
 
-#include <spdlog/logger.h>
-
 #include <atomic>
 #include <cerrno>
 #include <charconv>
@@ -30,6 +28,7 @@ namespace {
 using ObjectId = std::uint64_t;
 
 constexpr std::size_t kDeepestCall = 256;
+constexpr std::size_t kLongestKeptText = std::size_t{64} << 10;
 
 // What the environment asks for, and where the records go.
 struct TraceSession {
@@ -37,9 +36,8 @@ struct TraceSession {
   bool showsSecrets = false;
   zep::TraceForm form = zep::TraceForm::Columns;
   std::shared_ptr<zep::TraceSink> sink; // null where nothing is wanted or can be written
-  std::unique_ptr<spdlog::logger> logger;
 
-  bool Writes() const { return logger != nullptr; }
+  bool Writes() const { return sink != nullptr; }
 };
 
 // A record or a call belongs to the object that it was made on, told by a number and not by its
@@ -58,6 +56,7 @@ struct Call {
 struct ThreadState {
   OpenRecord record;
   std::vector<Call> calls;
+  std::string line; // of a record that is written; here for its memory alone
   pid_t number = 0; // the system's, 0 until it was asked
   bool observing = false;
 };
@@ -137,10 +136,6 @@ std::unique_ptr<TraceSession> MakeSession() {
     made->form = zep::TraceFormFor(TextOf(std::getenv("ZEP_TRACE_FORMAT")), path);
     made->sink = zep::OpenTraceSink(path, made->form);
   }
-  if (made->sink) {
-    made->logger = std::make_unique<spdlog::logger>("zep", made->sink);
-    made->logger->set_error_handler([](const std::string&) {});
-  }
   return made;
 }
 
@@ -196,10 +191,42 @@ auto FindCall(std::vector<Call>& calls, ObjectId owner) {
   return calls.end();
 }
 
-std::string TakeText(OpenRecord& record) {
-  record.open = false;
-  return std::exchange(record.text, {});
+// Forgets the text, but keeps its memory for the next one unless that is much.
+void Clear(std::string& text) {
+  if (text.capacity() > kLongestKeptText) {
+    std::string().swap(text);
+  } else {
+    text.clear();
+  }
 }
+
+void Close(OpenRecord& record) {
+  record.open = false;
+  Clear(record.text);
+}
+
+// The text of a record that is closed with it. Until it is given back, the record is a new one: the observer
+// may write others.
+class ClosedText {
+public:
+  explicit ClosedText(OpenRecord& record) : m_record(record), text(std::exchange(record.text, {})) {
+    record.open = false;
+  }
+  ~ClosedText() {
+    if (!m_record.open) {
+      text.swap(m_record.text);
+      Close(m_record);
+    }
+  }
+  ClosedText(const ClosedText&) = delete;
+  ClosedText& operator=(const ClosedText&) = delete;
+
+private:
+  OpenRecord& m_record;
+
+public:
+  std::string text;
+};
 
 bool ShowsSecrets() {
   const TraceSession* current = Session();
@@ -241,10 +268,11 @@ void Emit(ThreadState& state, const ZEPTraceRecord& record, std::string_view tex
   Observe(state, record);
   const TraceSession* current = Session();
   if (current != nullptr && current->Writes() && IsWritten(*current, record, text)) {
-    const zep::TraceOrigin origin{::getpid(), NumberOf(state), NestingOf(state, record.level)};
-    current->logger->log(spdlog::level::info, current->form == zep::TraceForm::JSON
-                                                  ? zep::TraceMembers(record, text, origin)
-                                                  : zep::TraceColumns(record, text, origin));
+    const long process = current->form == zep::TraceForm::JSON ? ::getpid() : 0; // no column shows it
+    const zep::TraceOrigin origin{process, NumberOf(state), NestingOf(state, record.level)};
+    Clear(state.line);
+    zep::AppendTraceRecord(state.line, current->form, record, text, origin);
+    current->sink->log({"zep", spdlog::level::info, state.line});
   }
 }
 
@@ -326,7 +354,7 @@ void PLMCfgInTraceClass::RemoveMethod() {
 PLMCfgInTraceClass& PLMCfgInTraceClass::beginTrace(int /*iLevel*/) {
   Quietly([this] {
     if (threadState != nullptr) {
-      TakeText(threadState->record);
+      Close(threadState->record);
     }
     const TraceSession* current = Session();
     if (observer.load() != nullptr || (current != nullptr && current->Writes())) {
@@ -373,9 +401,10 @@ PLMCfgInTraceClass& PLMCfgInTraceClass::endTraceWithLineNumber(int iLevel, int i
   }
   Quietly([&] {
     ThreadState& state = State();
-    std::string text = TakeText(state.record);
+    ClosedText closed(state.record);
+    std::string& text = closed.text;
     if (!ShowsSecrets()) {
-      text = zep::WithoutSecrets(std::move(text), TextOf(ZEPGetEnv("ZEP_CONTEXT")));
+      zep::CoverSecrets(text, TextOf(ZEPGetEnv("ZEP_CONTEXT")));
     }
     const auto call = FindCall(state.calls, m_implementation->id);
     Emit(state,

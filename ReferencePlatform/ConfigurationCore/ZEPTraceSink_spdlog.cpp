@@ -1,20 +1,78 @@
 #include "ZEPTraceSink_spdlog.h"
 
-#include <spdlog/pattern_formatter.h>
+#include <spdlog/details/os.h>
+#include <spdlog/fmt/fmt.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <ctime>
+#include <iterator>
+#include <string_view>
 #include <system_error>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace zep {
 
 namespace {
+
+// The time, then the record. A pattern of spdlog would do the same, but make the text of the second anew for
+// each record.
+class RecordFormatter final : public spdlog::formatter {
+public:
+  explicit RecordFormatter(TraceForm form) : m_form(form) {}
+
+  void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) override {
+    using std::chrono::microseconds;
+    using std::chrono::seconds;
+    const auto time = message.time.time_since_epoch();
+    const auto second = std::chrono::floor<seconds>(time);
+    if (second != m_second) {
+      NoteSecond(second);
+    }
+    Append(line, {m_secondText, m_secondLength});
+    AppendSixDigits(line, std::chrono::duration_cast<microseconds>(time - second).count());
+    Append(line, m_form == TraceForm::JSON ? std::string_view("Z\",") : std::string_view("Z\t"));
+    Append(line, {message.payload.data(), message.payload.size()});
+    line.push_back('\n');
+  }
+  std::unique_ptr<spdlog::formatter> clone() const override {
+    return std::make_unique<RecordFormatter>(m_form);
+  }
+
+private:
+  static void Append(spdlog::memory_buf_t& line, std::string_view text) {
+    line.append(text.data(), text.data() + text.size());
+  }
+  static void AppendSixDigits(spdlog::memory_buf_t& line, long long number) {
+    char digits[6];
+    for (auto digit = std::rbegin(digits); digit != std::rend(digits); ++digit) {
+      *digit = static_cast<char>('0' + number % 10);
+      number /= 10;
+    }
+    Append(line, {digits, sizeof(digits)});
+  }
+
+  void NoteSecond(std::chrono::seconds second) {
+    const std::tm utc = spdlog::details::os::gmtime(static_cast<std::time_t>(second.count()));
+    m_secondLength =
+        fmt::format_to_n(m_secondText, sizeof(m_secondText), "{}{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.",
+                         m_form == TraceForm::JSON ? R"({"time":")" : "", utc.tm_year + 1900, utc.tm_mon + 1,
+                         utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec)
+            .size;
+    m_second = second;
+  }
+
+  TraceForm m_form;
+  std::chrono::seconds m_second = std::chrono::seconds::min();
+  char m_secondText[64];
+  std::size_t m_secondLength = 0;
+};
 
 // A write to a pipe without a reader, or beyond the size limit for files, sends a signal that ends
 // a process which does not expect it. Held back here, for this thread and this write only.
@@ -51,9 +109,19 @@ bool IsRegularFile(int descriptor) {
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+// The C library asks by the call that can ask about other processes too, which takes twice as long.
+int GetOwnLimit(rlimit& limit) {
+#if defined(SYS_getrlimit) && defined(__LP64__)
+  return static_cast<int>(::syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit));
+#else
+  return getrlimit(RLIMIT_FSIZE, &limit);
+#endif
+}
+
+// Anyone may set a limit at any time: it is asked for each record.
 bool AreFilesLimited() {
   rlimit limit{};
-  return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
+  return GetOwnLimit(limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
 }
 
 // Number of bytes that were taken.
@@ -111,9 +179,7 @@ TraceSink::TraceSink(int descriptor, bool owned, TraceForm form)
     : m_descriptor(descriptor),
       m_owned(owned),
       m_isFile(owned && IsRegularFile(descriptor)) {
-  const char* const pattern =
-      form == TraceForm::JSON ? R"({"time":"%Y-%m-%dT%H:%M:%S.%fZ",%v)" : "%Y-%m-%dT%H:%M:%S.%fZ\t%v";
-  set_formatter_(std::make_unique<spdlog::pattern_formatter>(pattern, spdlog::pattern_time_type::utc, "\n"));
+  set_formatter_(std::make_unique<RecordFormatter>(form));
 }
 
 TraceSink::~TraceSink() {

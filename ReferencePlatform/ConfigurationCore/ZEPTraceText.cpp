@@ -147,6 +147,38 @@ void AppendMember(std::string& object, std::string_view name, Number number) {
   AppendNumber(object, number);
 }
 
+void AppendColumns(std::string& line, const ZEPTraceRecord& record, std::string_view text,
+                   const TraceOrigin& origin) {
+  AppendNumber(line, origin.thread);
+  line += '\t';
+  line += MarkOf(record.level, text);
+  line += '\t';
+  AppendColumn(line, record.className);
+  AppendColumn(line, OperationOf(record.method));
+  AppendOneLine(line, record.file != nullptr ? record.file : "-", TraceForm::Columns);
+  line += ':';
+  AppendNumber(line, record.line);
+  line += '\t';
+  line.append(2 * std::min(origin.nesting, kDeepestIndent), ' ');
+  AppendOneLine(line, WordFor(record.level, text), TraceForm::Columns);
+}
+
+void AppendMembers(std::string& object, const ZEPTraceRecord& record, std::string_view text,
+                   const TraceOrigin& origin) {
+  object += "\"process\":";
+  AppendNumber(object, origin.process);
+  AppendMember(object, "thread", origin.thread);
+  AppendString(object, "kind", KindOf(record.level, text));
+  AppendString(object, "class", record.className);
+  AppendString(object, "group", record.traceGroup[0] == '\0' ? kTraceDefaultGroup : record.traceGroup);
+  AppendStringOrNull(object, "method", OperationOf(record.method));
+  AppendStringOrNull(object, "file", record.file != nullptr ? record.file : "");
+  AppendMember(object, "line", record.line);
+  AppendMember(object, "depth", origin.nesting);
+  AppendString(object, "text", text);
+  object += '}';
+}
+
 } // namespace
 
 bool IsErrorText(std::string_view text) {
@@ -157,21 +189,19 @@ bool IsPerfoText(std::string_view text) {
   return text.starts_with(kTracePerfo);
 }
 
-std::string WithoutSecrets(std::string text, std::string_view securityContext) {
+void CoverSecrets(std::string& ioText, std::string_view securityContext) {
   constexpr std::string_view kSecret = "ustrSecurityContext";
   constexpr std::string_view kCover = "***";
   // A shorter one would be found by chance, and cover half of every text.
   constexpr std::size_t kShortestSecret = 8;
-  if (text.starts_with(kSecret) && text != "ustrSecurityContext = []") {
-    return std::string(kSecret) + " = [***]";
-  }
-  if (securityContext.size() >= kShortestSecret) {
-    for (std::size_t at = 0; (at = text.find(securityContext, at)) != std::string::npos;
+  if (ioText.starts_with(kSecret) && ioText != "ustrSecurityContext = []") {
+    ioText.assign(kSecret).append(" = [").append(kCover).append("]");
+  } else if (securityContext.size() >= kShortestSecret) {
+    for (std::size_t at = 0; (at = ioText.find(securityContext, at)) != std::string::npos;
          at += kCover.size()) {
-      text.replace(at, securityContext.size(), kCover);
+      ioText.replace(at, securityContext.size(), kCover);
     }
   }
-  return text;
 }
 
 std::string_view OperationOf(std::string_view signature) {
@@ -187,38 +217,13 @@ TraceForm TraceFormFor(std::string_view format, std::string_view path) {
   return path.ends_with(".jsonl") ? TraceForm::JSON : TraceForm::Columns;
 }
 
-std::string TraceColumns(const ZEPTraceRecord& record, std::string_view text, const TraceOrigin& origin) {
-  std::string line;
-  line.reserve(text.size() + 128);
-  AppendNumber(line, origin.thread);
-  line += '\t';
-  line += MarkOf(record.level, text);
-  line += '\t';
-  AppendColumn(line, record.className);
-  AppendColumn(line, OperationOf(record.method));
-  AppendOneLine(line, record.file != nullptr ? record.file : "-", TraceForm::Columns);
-  line += ':';
-  AppendNumber(line, record.line);
-  line += '\t';
-  line.append(2 * std::min(origin.nesting, kDeepestIndent), ' ');
-  AppendOneLine(line, WordFor(record.level, text), TraceForm::Columns);
-  return line;
-}
-
-std::string TraceMembers(const ZEPTraceRecord& record, std::string_view text, const TraceOrigin& origin) {
-  std::string object = "\"process\":";
-  object.reserve(text.size() + 256);
-  AppendNumber(object, origin.process);
-  AppendMember(object, "thread", origin.thread);
-  AppendString(object, "kind", KindOf(record.level, text));
-  AppendString(object, "class", record.className);
-  AppendString(object, "group", record.traceGroup[0] == '\0' ? kTraceDefaultGroup : record.traceGroup);
-  AppendStringOrNull(object, "method", OperationOf(record.method));
-  AppendStringOrNull(object, "file", record.file != nullptr ? record.file : "");
-  AppendMember(object, "line", record.line);
-  AppendMember(object, "depth", origin.nesting);
-  AppendString(object, "text", text);
-  return object + '}';
+void AppendTraceRecord(std::string& line, TraceForm form, const ZEPTraceRecord& record, std::string_view text,
+                       const TraceOrigin& origin) {
+  if (form == TraceForm::JSON) {
+    AppendMembers(line, record, text, origin);
+  } else {
+    AppendColumns(line, record, text, origin);
+  }
 }
 
 } // namespace zep

@@ -38,18 +38,17 @@ inline constexpr const char* kTraceDefaultGroup = "default";
 bool IsErrorText(std::string_view text);
 bool IsPerfoText(std::string_view text);
 
-// The text with the value of the security context covered; an empty value stays visible, because
-// that it is empty is what one looks for.
-std::string WithoutSecrets(std::string text, std::string_view securityContext);
+// Covers the value of the security context in the text; an empty value stays visible, because that it is
+// empty is what one looks for.
+void CoverSecrets(std::string& ioText, std::string_view securityContext);
 
 // The name of the operation in a signature: "Run" for "long __cdecl Job::Run(int)".
 std::string_view OperationOf(std::string_view signature);
 
-// The columns of a record behind its time, without a line end: thread, mark, class, operation,
-// place and text. `text` stands for `record.text`, which cannot hold a NUL.
-std::string TraceColumns(const ZEPTraceRecord& record, std::string_view text, const TraceOrigin& origin);
-
-// The members of a record's JSON object behind its time, with the brace that ends it.
-std::string TraceMembers(const ZEPTraceRecord& record, std::string_view text, const TraceOrigin& origin);
+// Appends what stands behind the time of a record, without a line end: its columns, which are thread, mark,
+// class, operation, place and text; or the members of its JSON object, with the brace that ends it. `text`
+// stands for `record.text`, which cannot hold a NUL.
+void AppendTraceRecord(std::string& line, TraceForm form, const ZEPTraceRecord& record, std::string_view text,
+                       const TraceOrigin& origin);
 
 } // namespace zep
