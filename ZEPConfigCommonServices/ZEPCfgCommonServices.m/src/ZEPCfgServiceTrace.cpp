@@ -31,18 +31,14 @@ void ZEPCfgServiceTrace::WriteError(int line, const Parts&... parts) {
   Write(line, PLMCfgInTraceClass::GetErrorIndent(), parts...);
 }
 
-void ZEPCfgServiceTrace::Enter(char* signature, int line) {
-  if (m_object.IsActivated()) {
-    m_object.SetMethod(signature);
-    m_object.beginTrace(entryLevel).endTraceWithLineNumber(entryLevel, line, m_file);
-  }
+void ZEPCfgServiceTrace::WriteEntry(char* signature, int line) {
+  m_object.SetMethod(signature);
+  m_object.beginTrace(entryLevel).endTraceWithLineNumber(entryLevel, line, m_file);
 }
 
-void ZEPCfgServiceTrace::Leave(int entryLine) {
-  if (m_object.IsActivated()) {
-    m_object.beginTrace(exitLevel).endTraceWithLineNumber(exitLevel, entryLine, nullptr);
-    m_object.RemoveMethod();
-  }
+void ZEPCfgServiceTrace::WriteExit(int entryLine) {
+  m_object.beginTrace(exitLevel).endTraceWithLineNumber(exitLevel, entryLine, nullptr);
+  m_object.RemoveMethod();
 }
 
 void ZEPCfgServiceTrace::DumpId(const char* name, const ZEPPLMID& id, int line) {
@@ -66,10 +62,7 @@ void ZEPCfgServiceTrace::Notice(const ZEPUnicodeString& text, int line) {
   Write(line, text);
 }
 
-void ZEPCfgServiceTrace::Result(long code, int line) {
-  if (!m_object.IsActivated()) {
-    return;
-  }
+void ZEPCfgServiceTrace::WriteResult(long code, int line) {
   const auto macro = valueToMacro.find(code);
   if (macro != valueToMacro.end()) {
     Write(line, "rc", " = ", macro->second);

@@ -4,6 +4,7 @@
 #include "ZEPUnicodeString.h"
 
 #include <cstdint>
+#include <type_traits>
 
 class ZEPPLMID;
 
@@ -17,8 +18,16 @@ class ZEPCfgServiceTrace {
 public:
   ZEPCfgServiceTrace(const char* className, const char* traceGroup, const char* sourcePath);
 
-  void Enter(char* signature, int line);
-  void Leave(int entryLine);
+  void Enter(char* signature, int line) {
+    if (m_object.IsActivated()) {
+      WriteEntry(signature, line);
+    }
+  }
+  void Leave(int entryLine) {
+    if (m_object.IsActivated()) {
+      WriteExit(entryLine);
+    }
+  }
 
   void Label(const char* text, int line = __builtin_LINE()) { WriteDetail(line, text); }
   void Label(const char* text, const ZEPUnicodeString& more, int line = __builtin_LINE()) {
@@ -61,12 +70,21 @@ public:
   void Notice(const ZEPUnicodeString& text, int line = __builtin_LINE());
 
   // rc = the code's macro name, or its number when it has none.
-  void Result(long code, int line = __builtin_LINE());
+  void Result(long code, int line = __builtin_LINE()) {
+    if (m_object.IsActivated()) {
+      WriteResult(code, line);
+    }
+  }
 
   bool IsPerfoActivated();
   void Perfo(const char* text, int line = __builtin_LINE());
 
 private:
+  // What a part is handed on as. A reference to a number would have it stored in memory before it is known
+  // whether anybody wants the record.
+  template <class Part>
+  using Handed = std::conditional_t<std::is_class_v<Part>, const Part&, std::decay_t<const Part>>;
+
   // Here alone, so that an operation pays next to nothing for the records that nobody wants.
   template <class... Parts>
   void WriteDetail(int line, const Parts&... parts) {
@@ -76,9 +94,16 @@ private:
   }
   template <class... Parts>
   void WriteError(int line, const Parts&... parts);
-  // Kept out of the operations, which hardly ever come here.
   template <class... Parts>
-  [[gnu::cold]] void Write(int line, const Parts&... parts) {
+  void Write(int line, const Parts&... parts) {
+    WriteParts<Handed<Parts>...>(line, parts...);
+  }
+  // Kept out of the operations, which hardly ever come here.
+  [[gnu::cold]] void WriteEntry(char* signature, int line);
+  [[gnu::cold]] void WriteExit(int entryLine);
+  [[gnu::cold]] void WriteResult(long code, int line);
+  template <class... Parts>
+  [[gnu::cold]] void WriteParts(int line, Parts... parts) {
     PLMCfgInTraceClass& record = m_object.beginTrace(detailLevel);
     (record << ... << parts);
     record.endTraceWithLineNumber(detailLevel, line, m_file);
