@@ -30,10 +30,6 @@ HttpEasyHandle MakeHttpEasyHandle() {
   return easy;
 }
 
-HttpSession::HttpSession() {
-  Begin();
-}
-
 void HttpSession::Begin() {
   std::unique_ptr<CURLM, HttpMultiDeleter> multi(curl_multi_init());
   if (!multi) {
@@ -41,6 +37,8 @@ void HttpSession::Begin() {
   }
   curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, kMaxConnectionsOfSession);
   m_kept = CURL_SOCKET_BAD;
+  m_multi = nullptr; // before the new one tells what it waits for
+  m_events.Watch(multi.get());
   m_multi = std::move(multi);
 }
 
@@ -49,9 +47,13 @@ void HttpSession::NoteKeptConnection(CURL* easy) {
   curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &m_kept);
 }
 
-void HttpSession::DropSoiledConnection() {
+bool HttpSession::IsConnectionSoiled() const {
   pollfd kept = {m_kept, POLLIN, 0};
-  if (m_kept != CURL_SOCKET_BAD && poll(&kept, 1, 0) != 0) {
+  return m_kept != CURL_SOCKET_BAD && poll(&kept, 1, 0) != 0;
+}
+
+void HttpSession::Prepare() {
+  if (!m_multi || IsConnectionSoiled()) {
     Begin();
   }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ZEPHttpEvents_libcurl.h"
+
 #include <curl/curl.h>
 
 #include <memory>
@@ -24,20 +26,24 @@ HttpEasyHandle MakeHttpEasyHandle(); // throws std::bad_alloc
 // What outlives a transfer: the open connection.
 class HttpSession {
 public:
-  HttpSession(); // throws std::bad_alloc
-
   CURLM* Multi() const { return m_multi.get(); }
+  HttpEvents& Events() { return m_events; }
 
+  // Before each transfer. Closes the kept connection where there is something to read, or its end, though
+  // nothing was asked on it: libcurl would take the rest of an earlier answer for the next one. Throws
+  // std::bad_alloc.
+  void Prepare();
   // Of a transfer that is over. REQUIRES: the handle still belongs to the multi handle.
   void NoteKeptConnection(CURL* easy);
-  // Closes the kept connection where there is something to read, or its end, though nothing was asked
-  // on it: libcurl would take the rest of an earlier answer for the next one. Throws std::bad_alloc.
-  void DropSoiledConnection();
+  // Behind a transfer that failed: where memory ran out, libcurl's list of sockets is left in disorder.
+  void DropEverything() { m_multi = nullptr; }
 
 private:
   void Begin();
+  bool IsConnectionSoiled() const;
 
-  std::unique_ptr<CURLM, HttpMultiDeleter> m_multi;
+  HttpEvents m_events;                              // lives longer than what tells it
+  std::unique_ptr<CURLM, HttpMultiDeleter> m_multi; // null until it is needed
   curl_socket_t m_kept = CURL_SOCKET_BAD;
 };
 

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -37,8 +38,8 @@ bool AlwaysHasBody(std::string_view verb) {
   return verb == "PUT" || verb == "POST" || verb == "PATCH";
 }
 
-// A write to a connection that the other side closed raises SIGPIPE. It is nobody's business but
-// this thread's while the object lives.
+// A write of a library for TLS to a connection that the other side closed may raise SIGPIPE. It is nobody's
+// business but this thread's while the object lives. libcurl's own writes raise none.
 class BrokenPipeSignalBlock {
 public:
   BrokenPipeSignalBlock() {
@@ -355,35 +356,35 @@ CURLcode ResultOf(CURLM* multi) {
   return message != nullptr && message->msg == CURLMSG_DONE ? message->data.result : CURLE_FAILED_INIT;
 }
 
-CURLcode RunToEnd(CURLM* multi, Transfer& transfer) {
+CURLcode RunToEnd(HttpSession& session, Transfer& transfer) {
   constexpr milliseconds longestWait(1000);
+  int running = 1;
   while (true) {
-    int running = 0;
-    if (curl_multi_perform(multi, &running) != CURLM_OK) {
+    const milliseconds wait = std::clamp(transfer.StallLeft(), milliseconds(1), longestWait);
+    if (session.Events().Next(session.Multi(), wait, running) != CURLM_OK) {
       return CURLE_FAILED_INIT;
     }
     if (running == 0) {
-      return ResultOf(multi);
+      return ResultOf(session.Multi());
     }
     if (transfer.IsStalled()) {
       return CURLE_OPERATION_TIMEDOUT;
-    }
-    const milliseconds wait = std::clamp(transfer.StallLeft(), milliseconds(1), longestWait);
-    if (curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait.count()), nullptr) != CURLM_OK) {
-      return CURLE_FAILED_INIT;
     }
   }
 }
 
 CURLcode Perform(HttpSession& session, CURL* easy, Transfer& transfer) {
-  const BrokenPipeSignalBlock noSignal;
   if (curl_multi_add_handle(session.Multi(), easy) != CURLM_OK) {
+    session.DropEverything();
     return CURLE_FAILED_INIT;
   }
-  const CURLcode code = RunToEnd(session.Multi(), transfer);
+  const CURLcode code = RunToEnd(session, transfer);
   session.NoteKeptConnection(easy);
   // Ends the connection of a transfer that has not come to its end.
   curl_multi_remove_handle(session.Multi(), easy);
+  if (code != CURLE_OK) {
+    session.DropEverything();
+  }
   return code;
 }
 
@@ -419,6 +420,19 @@ long ResultCode(CURLcode code, const Transfer& transfer) {
   return code == CURLE_URL_MALFORMAT ? E_INVALIDARG : E_FAIL;
 }
 
+CURLcode PerformQuietly(HttpSession& session, CURL* easy, Transfer& transfer, bool isEncrypted) {
+  std::optional<BrokenPipeSignalBlock> noSignal;
+  if (isEncrypted) {
+    noSignal.emplace();
+  }
+  return Perform(session, easy, transfer);
+}
+
+bool IsEncrypted(std::string_view url) {
+  constexpr std::string_view scheme = "https:";
+  return EqualsIgnoringAsciiCase(url.substr(0, scheme.size()), scheme);
+}
+
 bool CanHaveBody(std::string_view verb, int status) {
   return verb != "HEAD" && status >= 200 && status != 204 && status != 304;
 }
@@ -432,7 +446,7 @@ long ZEPTransferHttp(const zep::HttpRequest& request, const zep::HttpTransferSet
   const BorrowedHttpSession session; // first: libcurl may not be initialised before
   const HeaderList headers = MakeHeaderList(request);
   std::array<char, CURL_ERROR_SIZE> detail = {};
-  session->DropSoiledConnection();
+  session->Prepare();
   const HttpEasyHandle easy = MakeHttpEasyHandle();
   Transfer transfer(request, settings.limits, easy.get());
 
@@ -441,8 +455,9 @@ long ZEPTransferHttp(const zep::HttpRequest& request, const zep::HttpTransferSet
   SetConnectionOptions(options, request, settings);
   SetRequestOptions(options, request, headers);
   SetCallbacks(options, transfer);
-  const CURLcode code =
-      options.Result() == CURLE_OK ? Perform(*session, easy.get(), transfer) : options.Result();
+  const CURLcode code = options.Result() == CURLE_OK
+                            ? PerformQuietly(*session, easy.get(), transfer, IsEncrypted(request.url))
+                            : options.Result();
   long status = 0;
   curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
 
