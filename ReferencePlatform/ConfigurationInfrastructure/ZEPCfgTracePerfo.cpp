@@ -11,33 +11,35 @@
 using Clock = std::chrono::steady_clock;
 
 struct ZEPCfgTracePerfo::Implementation {
-  std::string prefix;
+  std::string label;
   std::optional<Clock::time_point> start;
   std::string beginText;
   std::string endText;
+
+  std::string Prefix() const { return zep::kTracePerfo + label + ": "; }
 };
 
 ZEPCfgTracePerfo::ZEPCfgTracePerfo(const char* iLabel)
     : m_implementation(std::make_unique<Implementation>()) {
-  m_implementation->prefix = std::string(zep::kTracePerfo) + (iLabel != nullptr ? iLabel : "") + ": ";
+  m_implementation->label = iLabel != nullptr ? iLabel : "";
 }
 
 ZEPCfgTracePerfo::~ZEPCfgTracePerfo() = default;
 
 char* ZEPCfgTracePerfo::beginPerfo() {
-  m_implementation->beginText = m_implementation->prefix + "begin";
+  m_implementation->beginText = m_implementation->Prefix() + "begin";
   m_implementation->start = Clock::now();
   return m_implementation->beginText.data();
 }
 
 char* ZEPCfgTracePerfo::endPerfo() {
   const auto end = Clock::now();
-  auto& [prefix, start, beginText, endText] = *m_implementation;
-  if (start) {
+  std::string& endText = m_implementation->endText;
+  if (const auto start = m_implementation->start) {
     const std::chrono::duration<double, std::milli> elapsed = end - *start;
-    endText = fmt::format("{}{:.3f} ms", prefix, elapsed.count());
+    endText = fmt::format("{}{:.3f} ms", m_implementation->Prefix(), elapsed.count());
   } else {
-    endText = prefix + "not begun";
+    endText = m_implementation->Prefix() + "not begun";
   }
   return endText.data();
 }

@@ -179,11 +179,12 @@ int ZEPHttpClient::AddRequestHeaders(const char* iHeader, unsigned long iModifie
     if (colon == std::string_view::npos || (iModifiers & ~kCoalesceWithComma) != 0) {
       return Failure(E_INVALIDARG, "ZEPHttpClient::AddRequestHeaders: an argument is not supported");
     }
-    zep::HttpHeader header;
-    const std::string problem = zep::PrepareHeader(line.substr(0, colon), line.substr(colon + 1), header);
+    std::string_view value = line.substr(colon + 1);
+    const std::string problem = zep::PrepareHeader(line.substr(0, colon), value);
     if (!problem.empty()) {
       return Failure(E_INVALIDARG, "the request is not sent: " + problem);
     }
+    zep::HttpHeader header{std::string(line.substr(0, colon)), std::string(value)};
     if ((iModifiers & kCoalesceWithComma) != 0) {
       AddJoined(self.request.headers, std::move(header));
     } else {
@@ -203,10 +204,8 @@ int ZEPHttpClient::SendRequest(const char* iBody, std::size_t iLength) {
       return Failure(E_POINTER, "ZEPHttpClient::SendRequest: there is no body of that length");
     }
     self.state = Implementation::State::Failed; // until the answer is there
-    if (iLength != 0) {
-      self.request.body.assign(iBody, iLength);
-    }
-    const long result = zep::SendHttp(std::move(self.request), self.answer);
+    const std::string body = iLength == 0 ? std::string() : std::string(iBody, iLength);
+    const long result = zep::SendHttp(self.request, body, self.answer);
     if (ZEPSucceeded(result)) {
       self.state = Implementation::State::Answered;
       self.isAnswered = true;

@@ -11,12 +11,16 @@ char LowerAscii(char character) {
   return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
 }
 
-bool IsTokenCharacter(char character) {
-  const char lower = LowerAscii(character);
-  constexpr std::string_view marks = "!#$%&'*+-.^_`|~";
-  return (lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9') ||
-         marks.find(character) != std::string_view::npos;
-}
+// Whether a character, by its number, may stand in a token.
+constexpr std::array<bool, 256> kTokenCharacters = [] {
+  std::array<bool, 256> isTokenCharacter = {};
+  for (const char character :
+       std::string_view("0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                        "!#$%&'*+-.^_`|~")) {
+    isTokenCharacter[static_cast<unsigned char>(character)] = true;
+  }
+  return isTokenCharacter;
+}();
 
 // They say where the message ends, who it is for, and what becomes of the connection.
 bool IsTransportHeader(std::string_view name) {
@@ -27,9 +31,8 @@ bool IsTransportHeader(std::string_view name) {
                      [name](std::string_view known) { return EqualsIgnoringAsciiCase(name, known); });
 }
 
-std::string PercentEncoded(std::string_view text) {
+void AppendPercentEncoded(std::string& encoded, std::string_view text) {
   constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string encoded;
   for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
     if (byte == ' ' || byte >= 0x80) {
@@ -38,17 +41,14 @@ std::string PercentEncoded(std::string_view text) {
       encoded += character;
     }
   }
-  return encoded;
 }
 
 } // namespace
 
-bool IsControl(char character) {
-  return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
-}
-
 bool IsToken(std::string_view text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), IsTokenCharacter);
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char character) {
+    return kTokenCharacters[static_cast<unsigned char>(character)];
+  });
 }
 
 std::string_view WithoutBlanksAround(std::string_view text) {
@@ -98,11 +98,14 @@ std::string PrepareUrl(std::string_view url, std::string& oUrl) {
   if (authority.find('@') != std::string_view::npos) {
     return "the URL holds a user name";
   }
-  oUrl = std::string(url.substr(0, hostEnd)) + PercentEncoded(url.substr(hostEnd));
+  oUrl.clear();
+  oUrl.reserve(url.size());
+  oUrl.append(url.substr(0, hostEnd));
+  AppendPercentEncoded(oUrl, url.substr(hostEnd));
   return {};
 }
 
-std::string PrepareHeader(std::string_view name, std::string_view value, HttpHeader& oHeader) {
+std::string PrepareHeader(std::string_view name, std::string_view& ioValue) {
   if (!IsToken(name)) {
     return "the name of a header is not a token of HTTP";
   }
@@ -110,13 +113,13 @@ std::string PrepareHeader(std::string_view name, std::string_view value, HttpHea
     return "the header " + std::string(name) + " is not the caller's to set";
   }
   constexpr std::string_view lineEnd = "\r\n";
-  if (value.ends_with(lineEnd)) {
-    value.remove_suffix(lineEnd.size());
+  if (ioValue.ends_with(lineEnd)) {
+    ioValue.remove_suffix(lineEnd.size());
   }
-  if (std::any_of(value.begin(), value.end(), [](char c) { return IsControl(c) && c != '\t'; })) {
+  if (std::any_of(ioValue.begin(), ioValue.end(), [](char c) { return IsControl(c) && c != '\t'; })) {
     return "the value of the header " + std::string(name) + " holds a control character";
   }
-  oHeader = {std::string(name), std::string(WithoutBlanksAround(value))};
+  ioValue = WithoutBlanksAround(ioValue);
   return {};
 }
 

@@ -22,10 +22,12 @@ std::string ProblemOfVerb(std::string_view verb);
 std::string PrepareUrl(std::string_view url, std::string& oUrl);
 
 // One CR LF at the end of the value is cut, then blanks around it, which mean nothing.
-std::string PrepareHeader(std::string_view name, std::string_view value, HttpHeader& oHeader);
+std::string PrepareHeader(std::string_view name, std::string_view& ioValue);
 
 bool EqualsIgnoringAsciiCase(std::string_view left, std::string_view right);
-bool IsControl(char character);
+inline bool IsControl(char character) {
+  return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+}
 bool IsToken(std::string_view text);
 std::string_view WithoutBlanksAround(std::string_view text); // blanks and tabs
 

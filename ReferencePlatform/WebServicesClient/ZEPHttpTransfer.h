@@ -12,8 +12,20 @@
 
 namespace zep {
 
+// A request that is checked and in the form in which it is sent.
+struct HttpTransferRequest {
+  const std::string& verb;
+  const std::string& body;
+  bool keepsConnection;
+  std::string url;
+  // "name: value", each with a NUL behind it. A header without a value is "name;" as libcurl wants it, for
+  // which "name:" would mean "do not send it".
+  std::string headerLines;
+};
+
 struct HttpTransferSettings {
   HttpLimits limits;
+  bool isEncrypted;
   std::string authorityFile; // with additional certificate authorities; empty: none
 };
 
@@ -21,6 +33,6 @@ struct HttpTransferSettings {
 
 // Sends a request that is checked and receives the whole answer. S_OK, or a failure code with `oProblem` in
 // words and `oAnswer` untouched. Throws std::bad_alloc.
-extern "C" ZEP_PLATFORM_API long ZEPTransferHttp(const zep::HttpRequest& request,
+extern "C" ZEP_PLATFORM_API long ZEPTransferHttp(const zep::HttpTransferRequest& request,
                                                  const zep::HttpTransferSettings& settings,
                                                  zep::HttpAnswer& oAnswer, std::string& oProblem);

@@ -10,11 +10,13 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zep {
 namespace {
@@ -22,9 +24,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr const char* kUserAgent = "ZEPPlatform/1.0";
 constexpr const char* kBodyTooLong = "the body of the answer is longer than ZEP_HTTP_MAX_BODY_BYTES allows";
 constexpr std::size_t kMaxHeadBytes = std::size_t{256} << 10;
+constexpr std::size_t kUsualHeaderCount = 8;
 // Servers close what idles, from a few seconds on. A request that cannot be repeated does not go
 // out on a connection that may be closing at that moment.
 constexpr long kMaxIdleSecondsWithoutRepeat = 3;
@@ -34,8 +36,9 @@ bool MayBeRepeated(std::string_view verb) {
   return std::find(safeVerbs.begin(), safeVerbs.end(), verb) != safeVerbs.end();
 }
 
-bool AlwaysHasBody(std::string_view verb) {
-  return verb == "PUT" || verb == "POST" || verb == "PATCH";
+bool HasBody(const HttpTransferRequest& request) {
+  const std::string& verb = request.verb;
+  return !request.body.empty() || verb == "PUT" || verb == "POST" || verb == "PATCH";
 }
 
 // A write of a library for TLS to a connection that the other side closed may raise SIGPIPE. It is nobody's
@@ -69,45 +72,53 @@ private:
   bool m_wasPending = false;
 };
 
-// The header lines as libcurl takes them.
+// The header lines as libcurl takes them: it only reads the list, which may point into a text.
 class HeaderList {
 public:
-  void Append(const std::string& line) {
-    curl_slist* const longer = curl_slist_append(m_list.get(), line.c_str());
-    if (longer == nullptr) {
-      throw std::bad_alloc();
+  // The lines outlive the list. Throws std::bad_alloc.
+  explicit HeaderList(const HttpTransferRequest& request, bool hasBody) {
+    const std::string& lines = request.headerLines;
+    m_nodes.reserve(static_cast<std::size_t>(std::count(lines.begin(), lines.end(), '\0')) + 4);
+    for (std::size_t at = 0; at < lines.size(); at = lines.find('\0', at) + 1) {
+      Append(lines.c_str() + at);
     }
-    static_cast<void>(m_list.release());
-    m_list.reset(longer);
+    // What libcurl would send unasked. "Expect" costs a wait before every large body.
+    AppendUnlessGiven("Accept:");
+    AppendUnlessGiven("Content-Type:");
+    if (hasBody) {
+      AppendUnlessGiven("Expect:");
+    }
+    if (!request.keepsConnection) {
+      Append("Connection: close");
+    }
   }
-  curl_slist* Get() const { return m_list.get(); }
+  HeaderList(const HeaderList&) = delete;
+  HeaderList& operator=(const HeaderList&) = delete;
+
+  curl_slist* Get() { return m_nodes.empty() ? nullptr : m_nodes.data(); }
 
 private:
-  struct Deleter {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-  };
-  std::unique_ptr<curl_slist, Deleter> m_list;
-};
-
-HeaderList MakeHeaderList(const HttpRequest& request) {
-  HeaderList list;
-  for (const HttpHeader& header : request.headers) {
-    // A header without a value has a form of its own: "Name:" would mean "do not send it".
-    list.Append(header.value.empty() ? header.name + ";" : header.name + ": " + header.value);
-  }
-  // What libcurl would send unasked. "Expect" costs a wait before every large body.
-  for (const char* const name : {"Accept", "Content-Type", "Expect"}) {
-    if (std::none_of(request.headers.begin(), request.headers.end(), [name](const HttpHeader& header) {
-          return EqualsIgnoringAsciiCase(header.name, name);
-        })) {
-      list.Append(std::string(name) + ":");
+  // REQUIRES: there is room, since the nodes point to each other.
+  void Append(const char* line) {
+    m_nodes.push_back({const_cast<char*>(line), nullptr});
+    if (m_nodes.size() > 1) {
+      m_nodes[m_nodes.size() - 2].next = &m_nodes.back();
     }
   }
-  if (!request.keepsConnection) {
-    list.Append("Connection: close");
+  void AppendUnlessGiven(const char* line) {
+    const std::string_view name(line, std::strlen(line) - 1);
+    if (std::none_of(m_nodes.begin(), m_nodes.end(),
+                     [name](const curl_slist& node) { return IsHeaderLine(node.data, name); })) {
+      Append(line);
+    }
   }
-  return list;
-}
+  static bool IsHeaderLine(std::string_view line, std::string_view name) {
+    const std::string_view mark = line.substr(std::min(name.size(), line.size()), 1);
+    return (mark == ":" || mark == ";") && EqualsIgnoringAsciiCase(line.substr(0, name.size()), name);
+  }
+
+  std::vector<curl_slist> m_nodes;
+};
 
 std::string_view WithoutLineEnd(std::string_view line) {
   for (const char end : {'\n', '\r'}) {
@@ -122,7 +133,7 @@ std::string_view WithoutLineEnd(std::string_view line) {
 // why they ended the transfer.
 class Transfer {
 public:
-  Transfer(const HttpRequest& request, const HttpLimits& limits, CURL* easy)
+  Transfer(const HttpTransferRequest& request, const HttpLimits& limits, CURL* easy)
       : m_limits(limits),
         m_easy(easy),
         m_mayBeRepeated(MayBeRepeated(request.verb)) {}
@@ -219,6 +230,7 @@ private:
       m_isInHead = true;
       m_answer.statusLine = line;
       m_answer.headerLines.clear();
+      m_answer.headerLines.reserve(kUsualHeaderCount);
     } else {
       m_answer.headerLines.emplace_back(line);
     }
@@ -290,7 +302,7 @@ private:
   CURLcode m_result = CURLE_OK;
 };
 
-void SetConnectionOptions(Options& options, const HttpRequest& request,
+void SetConnectionOptions(Options& options, const HttpTransferRequest& request,
                           const HttpTransferSettings& settings) {
   options.Set(CURLOPT_PROTOCOLS_STR, "http,https");
   options.Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
@@ -321,16 +333,15 @@ void SetConnectionOptions(Options& options, const HttpRequest& request,
 }
 
 // The texts are the request's; it outlives the transfer.
-void SetRequestOptions(Options& options, const HttpRequest& request, const HeaderList& headers) {
+void SetRequestOptions(Options& options, const HttpTransferRequest& request, HeaderList& headers) {
   options.Set(CURLOPT_URL, request.url.c_str());
   options.Set(CURLOPT_PATH_AS_IS, 1L);
-  options.Set(CURLOPT_USERAGENT, request.userAgent.empty() ? kUserAgent : request.userAgent.c_str());
   options.Set(CURLOPT_HTTPHEADER, headers.Get());
   options.Set(CURLOPT_HTTPGET, 1L);
   if (request.verb == "HEAD") {
     options.Set(CURLOPT_NOBODY, 1L); // no body is waited for
   }
-  if (!request.body.empty() || AlwaysHasBody(request.verb)) {
+  if (HasBody(request)) {
     options.Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
     options.Set(CURLOPT_POSTFIELDS, request.body.c_str());
   }
@@ -428,11 +439,6 @@ CURLcode PerformQuietly(HttpSession& session, CURL* easy, Transfer& transfer, bo
   return Perform(session, easy, transfer);
 }
 
-bool IsEncrypted(std::string_view url) {
-  constexpr std::string_view scheme = "https:";
-  return EqualsIgnoringAsciiCase(url.substr(0, scheme.size()), scheme);
-}
-
 bool CanHaveBody(std::string_view verb, int status) {
   return verb != "HEAD" && status >= 200 && status != 204 && status != 304;
 }
@@ -440,11 +446,11 @@ bool CanHaveBody(std::string_view verb, int status) {
 } // namespace
 } // namespace zep
 
-long ZEPTransferHttp(const zep::HttpRequest& request, const zep::HttpTransferSettings& settings,
+long ZEPTransferHttp(const zep::HttpTransferRequest& request, const zep::HttpTransferSettings& settings,
                      zep::HttpAnswer& oAnswer, std::string& oProblem) {
   using namespace zep;
   const BorrowedHttpSession session; // first: libcurl may not be initialised before
-  const HeaderList headers = MakeHeaderList(request);
+  HeaderList headers(request, HasBody(request));
   std::array<char, CURL_ERROR_SIZE> detail = {};
   session->Prepare();
   const HttpEasyHandle easy = MakeHttpEasyHandle();
@@ -456,7 +462,7 @@ long ZEPTransferHttp(const zep::HttpRequest& request, const zep::HttpTransferSet
   SetRequestOptions(options, request, headers);
   SetCallbacks(options, transfer);
   const CURLcode code = options.Result() == CURLE_OK
-                            ? PerformQuietly(*session, easy.get(), transfer, IsEncrypted(request.url))
+                            ? PerformQuietly(*session, easy.get(), transfer, settings.isEncrypted)
                             : options.Result();
   long status = 0;
   curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);

@@ -15,7 +15,6 @@ struct HttpRequest {
   std::string verb;
   std::string url;
   std::vector<HttpHeader> headers;
-  std::string body;
   std::string userAgent; // empty: the platform's own
   bool keepsConnection = true;
 };
@@ -31,6 +30,6 @@ struct HttpAnswer {
 // Checks the request, sends it and receives the whole answer. S_OK, whatever the status; or a
 // failure code, reported, with `oAnswer` untouched. A request that could change something on the
 // server is sent once at the most.
-long SendHttp(HttpRequest request, HttpAnswer& oAnswer);
+long SendHttp(const HttpRequest& request, const std::string& body, HttpAnswer& oAnswer);
 
 } // namespace zep

@@ -5,8 +5,7 @@
 #include "ZEPHttpFailure.h"
 #include "ZEPHttpTransport.h"
 #include "ZEPOmxHttpRequestData.h"
-#include "ZEPOmxIOUtils.h"
-#include "ZEPOmxUTF8String.h"
+#include "ZEPOmxStreamBytes.h"
 
 #include <memory>
 #include <new>
@@ -50,23 +49,18 @@ long ReadBody(const ZEPOmxSP<ZEPOmxHttpEntity>& entity, std::string& oBody) {
     return S_OK;
   }
   ZEPOmxSP<ZEPIOmxInputStream> content;
-  long result = entity->GetContent(content);
-  ZEPOmxUTF8String bytes;
-  if (ZEPSucceeded(result)) {
-    result = ZEPOmxIOUtils::ToString(content, bytes);
-  }
-  oBody.assign(bytes.asChar(), bytes.length());
-  return result;
+  const long result = entity->GetContent(content);
+  return ZEPFailed(result) ? result : zep::ReadToEnd(content, oBody);
 }
 
 long Send(const zep::HttpRequestData& data, zep::HttpAnswer& oAnswer) {
-  zep::HttpRequest request = data.request;
-  const long result = ReadBody(data.entity, request.body);
+  std::string body;
+  const long result = ReadBody(data.entity, body);
   if (ZEPFailed(result)) {
     return zep::ReportHttpFailure(result, "the body of the request for the service \"" + data.serviceName +
                                               "\" cannot be read");
   }
-  return zep::SendHttp(std::move(request), oAnswer);
+  return zep::SendHttp(data.request, body, oAnswer);
 }
 
 class HttpClient final : public ZEPOmxDefaultHttpClient {

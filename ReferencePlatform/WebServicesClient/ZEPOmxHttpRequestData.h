@@ -3,7 +3,7 @@
 #include "ZEPHttpTransport.h"
 #include "ZEPOmxHttpEntity.h"
 #include "ZEPOmxKeyString.h"
-#include "ZEPUTF8Conversion.h"
+#include "ZEPTranscoding.h"
 #include "ZEPUnicodeString.h"
 
 #include <string>
@@ -11,8 +11,7 @@
 namespace zep {
 
 inline std::string ToUtf8(const ZEPUnicodeString& text) {
-  const ZEPUTF8Conversion utf8(text);
-  return {utf8.Bytes(), utf8.ByteCount()};
+  return UTF8FromUTF16(text.CastToUnitPtr(), static_cast<std::size_t>(text.GetLengthInChar()));
 }
 
 // What the object client reads of every request of this platform.
@@ -21,16 +20,20 @@ public:
   HttpRequestData(const char* verb, const ZEPUnicodeString& url) {
     request.verb = verb;
     request.url = ToUtf8(url);
+    request.headers.reserve(kUsualHeaderCount);
   }
   HttpRequestData(const HttpRequestData&) = delete;
   HttpRequestData& operator=(const HttpRequestData&) = delete;
 
-  HttpRequest request; // without its body
+  HttpRequest request;
   ZEPOmxSP<ZEPOmxHttpEntity> entity;
   std::string serviceName; // kept for messages; HTTP has no place for it
 
 protected:
   virtual ~HttpRequestData() = default;
+
+private:
+  static constexpr std::size_t kUsualHeaderCount = 4;
 };
 
 // A request class of the platform, on top of the data.

@@ -1,20 +1,21 @@
 #include "ZEPOmxIOUtils.h"
 
 #include "ZEPHResult.h"
+#include "ZEPOmxStreamBytes.h"
 #include "ZEPOmxUTF8String.h"
 
 #include <array>
 #include <cstddef>
 #include <string>
 
-namespace {
-
-// Not negative at the end of the stream, else the failure.
-long ReadToEnd(ZEPIOmxInputStream& stream, std::string& oBytes) {
+long zep::ReadToEnd(const ZEPOmxSP<ZEPIOmxInputStream>& stream, std::string& oBytes) {
+  if (stream.IsNull()) {
+    return E_POINTER;
+  }
   std::array<char, std::size_t{16} << 10> buffer;
   while (true) {
     std::size_t count = 0;
-    const long result = stream.Read(buffer.data(), buffer.size(), count);
+    const long result = stream->Read(buffer.data(), buffer.size(), count);
     if (ZEPFailed(result) || result == S_FALSE) {
       return result;
     }
@@ -25,14 +26,9 @@ long ReadToEnd(ZEPIOmxInputStream& stream, std::string& oBytes) {
   }
 }
 
-} // namespace
-
 long ZEPOmxIOUtils::ToString(const ZEPOmxSP<ZEPIOmxInputStream>& iStream, ZEPOmxUTF8String& oText) {
-  if (iStream.IsNull()) {
-    return E_POINTER;
-  }
   std::string bytes;
-  const long result = ReadToEnd(*iStream.Get(), bytes);
+  const long result = zep::ReadToEnd(iStream, bytes);
   if (ZEPFailed(result)) {
     return result;
   }
