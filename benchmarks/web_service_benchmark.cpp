@@ -67,13 +67,13 @@ std::size_t collect(char* bytes, std::size_t size, std::size_t count, void* text
   return size * count;
 }
 
-// One request, set up once and sent again and again.
+// One request, set up once and sent again and again, byte for byte the one that ours sends.
 class CurlRequest {
 public:
   CurlRequest(const std::string& url, const char* verb, std::string body) : m_body(std::move(body)) {
     for (const std::string& header :
-         {std::string("Accept: application/json"), std::string("Content-Type: application/json"),
-          std::string("SecurityContext: ") + context}) {
+         {std::string("User-Agent: ZEPPlatform/1.0"), std::string("Accept: application/json"),
+          std::string("Content-Type: application/json"), std::string("SecurityContext: ") + context}) {
       m_headers.reset(curl_slist_append(m_headers.release(), header.c_str()));
     }
     curl_easy_setopt(m_handle.get(), CURLOPT_URL, url.c_str());

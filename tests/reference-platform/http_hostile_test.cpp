@@ -20,6 +20,7 @@
 #include <cctype>
 #include <chrono>
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <list>
@@ -191,6 +192,27 @@ TEST_P(HttpHostileWay, Answers_GiveTheirResultWithinTheTimeouts_HeldBack) {
   for (const auto& [server, answer] : held) {
     TryNextCalls(*server, *answer, GetParam());
   }
+}
+
+// The rest of the request is written when nobody is there any more.
+TEST_F(HttpHostile, BrokenPipe_RaisesNoSignal_LargeBodyToAServerThatGoes) {
+  const auto former = signal(SIGPIPE, SIG_DFL);
+  const ZEPUnicodeString body = Text(std::string(std::size_t{1} << 20, 'x'));
+  for (const auto ending : {HostileAnswer::Ending::Reset, HostileAnswer::Ending::Close}) {
+    HostileAnswer gone;
+    gone.ending = ending;
+    gone.listening = HostileAnswer::Listening::Deaf;
+    const HostileServer server(gone);
+    const ZEPUnicodeString url = Text(std::to_string(server.Port()) + "/service");
+    for (int round = 0; round < 4; ++round) {
+      ZEPUnicodeString answer;
+      EXPECT_EQ(ZEPCfgWebServices::NewCallWebService("PUT", url, body, answer), E_FAIL);
+    }
+  }
+  sigset_t pending;
+  EXPECT_EQ(sigpending(&pending), 0);
+  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+  signal(SIGPIPE, former);
 }
 
 // A locale of the machine's own, made for the test. REQUIRES: the process has nothing else to do.
