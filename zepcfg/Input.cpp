@@ -6,7 +6,7 @@
 #include "XMLDecoding.h"
 #include "ZEPFile.h"
 
-#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -74,17 +74,15 @@ void closeInput(int descriptor) {
 }
 
 std::size_t readPiece(const std::string& file, int descriptor, std::string& bytes) {
-  constexpr std::size_t piece = std::size_t{1} << 18;
-  const std::size_t before = bytes.size();
-  bytes.resize(before + piece);
+  std::array<char, std::size_t{1} << 16> piece; // not filled, so that a short input touches little of it
   ssize_t count = 0;
   do {
-    count = read(descriptor, bytes.data() + before, piece);
+    count = read(descriptor, piece.data(), piece.size());
   } while (count < 0 && errno == EINTR);
   if (count < 0) {
     failReading(file, errno);
   }
-  bytes.resize(before + static_cast<std::size_t>(count));
+  bytes.append(piece.data(), static_cast<std::size_t>(count));
   return static_cast<std::size_t>(count);
 }
 
