@@ -1,10 +1,10 @@
 #include "LineStream.h"
 
 #include "Failure.h"
+#include "LineInput.h"
 #include "LineReader.h"
 #include "Output.h"
 #include "Progress.h"
-#include "Text.h"
 #include "WorkerPool.h"
 #include "ZEPHResult.h"
 
@@ -14,39 +14,8 @@
 namespace zep::cli {
 namespace {
 
-// What a line of input says.
-struct LineInput {
-  nlohmann::ordered_json id; // discarded where there is none
-  std::string expression;
-};
-
 std::string lineName(std::size_t number) {
   return "line " + std::to_string(number);
-}
-
-[[noreturn]] void failLine(const std::string& error) {
-  failBadInput("", "reading the line", error,
-               R"(write the expression as a JSON string, or as an object {"id": ..., "expression": "..."})");
-}
-
-LineInput parseLine(const std::string& text) {
-  LineInput input{nlohmann::ordered_json(nlohmann::ordered_json::value_t::discarded), ""};
-  nlohmann::ordered_json json = nlohmann::ordered_json::parse(text, nullptr, false);
-  if (json.is_discarded()) {
-    failLine("it is not JSON");
-  }
-  if (json.is_object()) {
-    if (json.contains("id")) {
-      input.id = json["id"];
-    }
-    const auto expression = json.find("expression");
-    json = expression == json.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(*expression);
-  }
-  if (!json.is_string()) {
-    failLine("it holds no expression");
-  }
-  input.expression = json.get<std::string>();
-  return input;
 }
 
 nlohmann::ordered_json withId(const nlohmann::ordered_json& id, const nlohmann::ordered_json& members) {
@@ -73,7 +42,7 @@ WorkResult processLine(const LineOperation& operation, const std::string& text, 
   try {
     const LineInput input = parseLine(text);
     id = input.id;
-    return {asLine(withId(id, operation(fromUTF8(input.expression)))), false};
+    return {asLine(withId(id, operation(input.expression))), false};
   } catch (const CommandFailure& failure) {
     return failedLine(id, failure.failure(), number);
   } catch (const std::bad_alloc&) {
