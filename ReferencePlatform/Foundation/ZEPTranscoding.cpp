@@ -29,6 +29,9 @@ std::size_t ExtraBytes(char16_t unit) {
 // Shorter stretches of ASCII are left in what stands around them: a converter has its price per call.
 constexpr std::size_t kWorthCutting = 16;
 
+// So much ASCII one after the other is followed by more, as a rule, which goes in large steps.
+constexpr std::size_t kManyASCII = 4;
+
 template <class Unit>
 bool IsASCII(Unit unit) {
   return static_cast<std::make_unsigned_t<Unit>>(unit) < 0x80;
@@ -47,6 +50,82 @@ std::size_t EndOfMixedPart(const Unit* text, std::size_t count) {
   return count;
 }
 
+struct Part {
+  std::size_t read = 0;
+  std::size_t written = 0;
+};
+
+bool IsSurrogate(unsigned character) {
+  return (character & 0xFFFFF800U) == 0xD800;
+}
+
+// The character of up to three bytes that begins there, and their count; 0 where none does.
+struct Sequence {
+  std::size_t length;
+  unsigned character;
+};
+
+Sequence BasicSequence(const char* bytes, std::size_t byteCount) {
+  const auto byte = [bytes](std::size_t position) { return static_cast<unsigned char>(bytes[position]); };
+  const auto isContinued = [&](std::size_t length) {
+    bool isSo = length <= byteCount;
+    for (std::size_t i = 1; isSo && i < length; ++i) {
+      isSo = (byte(i) & 0xC0U) == 0x80;
+    }
+    return isSo;
+  };
+  const unsigned lead = byte(0);
+  if (lead < 0x80) {
+    return {1, lead};
+  }
+  if (lead >= 0xC2 && lead < 0xE0 && isContinued(2)) {
+    return {2, (lead & 0x1FU) << 6 | (byte(1) & 0x3FU)};
+  }
+  if (lead >= 0xE0 && lead < 0xF0 && isContinued(3)) {
+    const unsigned character = (lead & 0x0FU) << 12 | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU);
+    return {character < 0x800 || IsSurrogate(character) ? 0U : 3U, character};
+  }
+  return {0, 0};
+}
+
+// These two go on until there is much ASCII, or to what is malformed or beyond U+FFFF: that is rare, and
+// left to the converter.
+Part WriteBasicUTF16(const char* bytes, std::size_t byteCount, char16_t* units) {
+  Part part;
+  for (std::size_t run = 0; run < kManyASCII && part.read < byteCount;) {
+    const Sequence sequence = BasicSequence(bytes + part.read, byteCount - part.read);
+    if (sequence.length == 0) {
+      break;
+    }
+    units[part.written++] = static_cast<char16_t>(sequence.character);
+    part.read += sequence.length;
+    run = sequence.length == 1 ? run + 1 : 0;
+  }
+  return part;
+}
+
+Part WriteBasicUTF8(const char16_t* units, std::size_t unitCount, char* bytes) {
+  Part part;
+  for (std::size_t run = 0; run < kManyASCII && part.read < unitCount && !IsSurrogate(units[part.read]);) {
+    const unsigned unit = units[part.read++];
+    const std::size_t length = 1 + ExtraBytes(static_cast<char16_t>(unit));
+    char* const to = bytes + part.written;
+    if (length == 1) {
+      to[0] = static_cast<char>(unit);
+    } else if (length == 2) {
+      to[0] = static_cast<char>(0xC0U | unit >> 6);
+      to[1] = static_cast<char>(0x80U | (unit & 0x3FU));
+    } else {
+      to[0] = static_cast<char>(0xE0U | unit >> 12);
+      to[1] = static_cast<char>(0x80U | (unit >> 6 & 0x3FU));
+      to[2] = static_cast<char>(0x80U | (unit & 0x3FU));
+    }
+    part.written += length;
+    run = length == 1 ? run + 1 : 0;
+  }
+  return part;
+}
+
 std::size_t WriteMixedUTF8(const char16_t* units, std::size_t unitCount, char* bytes) {
   std::size_t read = 0;
   std::size_t written = 0;
@@ -61,6 +140,28 @@ std::size_t WriteMixedUTF8(const char16_t* units, std::size_t unitCount, char* b
   return written;
 }
 
+template <class From, class To>
+std::size_t WriteAll(const From* from, std::size_t count, To* to,
+                     Part (*writeBasic)(const From*, std::size_t, To*),
+                     std::size_t (*writeMixed)(const From*, std::size_t, To*)) {
+  std::size_t read = 0;
+  std::size_t written = 0;
+  while (read < count) {
+    const std::size_t run = CopyASCIIRun(from + read, count - read, to + written);
+    read += run;
+    written += run;
+    const Part basic = writeBasic(from + read, count - read, to + written);
+    read += basic.read;
+    written += basic.written;
+    if (run + basic.read == 0) {
+      const std::size_t mixed = EndOfMixedPart(from + read, count - read);
+      written += writeMixed(from + read, mixed, to + written);
+      read += mixed;
+    }
+  }
+  return written;
+}
+
 } // namespace
 
 void CheckTextLength(std::size_t unitCount) {
@@ -70,17 +171,7 @@ void CheckTextLength(std::size_t unitCount) {
 }
 
 std::size_t WriteUTF16(const char* bytes, std::size_t byteCount, char16_t* units) {
-  std::size_t read = CopyASCIIRun(bytes, byteCount, units);
-  std::size_t written = read;
-  while (read < byteCount) {
-    const std::size_t mixed = EndOfMixedPart(bytes + read, byteCount - read);
-    written += WriteMixedUTF16(bytes + read, mixed, units + written);
-    read += mixed;
-    const std::size_t run = CopyASCIIRun(bytes + read, byteCount - read, units + written);
-    read += run;
-    written += run;
-  }
-  return written;
+  return WriteAll(bytes, byteCount, units, WriteBasicUTF16, WriteMixedUTF16);
 }
 
 std::u16string UTF16FromUTF8(const char* bytes, std::size_t byteCount) {
@@ -104,29 +195,20 @@ void ReplaceLoneSurrogates(char16_t* units, std::size_t unitCount) {
 
 std::size_t UTF8ByteCount(const char16_t* units, std::size_t unitCount) {
   std::size_t bytes = unitCount;
-  for (std::size_t i = ASCIIRun(units, unitCount); i < unitCount;) {
-    const std::size_t end = i + EndOfMixedPart(units + i, unitCount - i);
-    for (; i < end; ++i) {
+  for (std::size_t i = 0; i < unitCount;) {
+    i += ASCIIRun(units + i, unitCount - i);
+    for (std::size_t run = 0; run < kManyASCII && i < unitCount; ++i) {
       bytes += ExtraBytes(units[i]);
       // A pair is counted as twice three bytes and has four.
       bytes -= i > 0 && IsPair(units, i - 1, unitCount) ? 2U : 0U;
+      run = IsASCII(units[i]) ? run + 1 : 0;
     }
-    i += ASCIIRun(units + i, unitCount - i);
   }
   return bytes;
 }
 
 void WriteUTF8(const char16_t* units, std::size_t unitCount, char* bytes) {
-  std::size_t read = CopyASCIIRun(units, unitCount, bytes);
-  std::size_t written = read;
-  while (read < unitCount) {
-    const std::size_t mixed = EndOfMixedPart(units + read, unitCount - read);
-    written += WriteMixedUTF8(units + read, mixed, bytes + written);
-    read += mixed;
-    const std::size_t run = CopyASCIIRun(units + read, unitCount - read, bytes + written);
-    read += run;
-    written += run;
-  }
+  WriteAll(units, unitCount, bytes, WriteBasicUTF8, WriteMixedUTF8);
 }
 
 std::string UTF8FromUTF16(const char16_t* units, std::size_t unitCount, std::size_t roomBehind) {
