@@ -86,11 +86,12 @@ private:
     return takeNext(character);
   }
 
-  std::optional<std::string> takeString() {
+  std::optional<std::string> takeString(std::size_t room = 0) {
     if (!take('"')) {
       return std::nullopt;
     }
     std::string text;
+    text.reserve(room);
     for (;;) {
       const std::size_t start = m_at;
       while (m_at < m_line.size() && isPlain(m_line[m_at])) {
@@ -111,7 +112,7 @@ private:
   }
 
   bool takeExpression(LineInput& input) {
-    const std::optional<std::string> text = takeString();
+    const std::optional<std::string> text = takeString(m_line.size() - m_at); // it is most of the line
     if (!text) {
       return false;
     }
