@@ -4,6 +4,7 @@
 #include "ZEPHResult.h"
 #include "ZEPXMLCreation.h"
 #include "ZEPXMLDocument_libxml2.h"
+#include "ZEPXMLExpressionPlaces_libxslt.h"
 #include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLInputSource.h"
 #include "ZEPXMLResult.h"
@@ -58,6 +59,9 @@ zep::XSLTStylesheet Compiled(zep::XMLSession& session, const zep::StylesheetText
   }
   if (stylesheet != nullptr && xsltParseStylesheetUser(stylesheet.get(), document.get()) == 0) {
     static_cast<void>(document.release()); // belongs to the stylesheet now
+    if (!zep::ReplaceOperatorsOfKeys(stylesheet.get())) {
+      session.Fail("out of memory");
+    }
     if (!session.HasFailed() && !NamesUnknownEncoding(stylesheet.get(), message)) {
       return stylesheet;
     }

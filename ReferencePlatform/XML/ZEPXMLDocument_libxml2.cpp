@@ -3,6 +3,7 @@
 #include "ZEPFilePath.h"
 #include "ZEPUTF8Conversion.h"
 #include "ZEPUnicodeString.h"
+#include "ZEPXMLExpressionPlaces_libxslt.h"
 #include "ZEPXMLInputSource.h"
 #include "ZEPXMLSession_libxslt.h"
 
@@ -525,6 +526,10 @@ bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
     }
     if (HasTooManyParts(*node)) {
       session.Fail("an attribute with more than 64 expressions is refused");
+      return true;
+    }
+    if (!ReplaceOperators(*node)) {
+      session.Fail("out of memory");
       return true;
     }
     if (IsRefused(*node)) {

@@ -1,6 +1,7 @@
 #include "ZEPXMLFunctions_libxslt.h"
 
 #include "ZEPXMLInstructions_libxslt.h"
+#include "ZEPXMLOperators_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
@@ -27,16 +28,6 @@ void FreeText(void* text) {
 
 std::string_view View(const xmlChar* text) {
   return text == nullptr ? std::string_view() : std::string_view(reinterpret_cast<const char*>(text));
-}
-
-// False, with the evaluation ended, when the limits allow no more.
-bool MayGoOn(XMLSession& session, xmlXPathParserContextPtr parser) {
-  session.CheckUse();
-  if (session.HasFailed()) {
-    xmlXPathErr(parser, XPATH_OP_LIMIT_EXCEEDED);
-    return false;
-  }
-  return true;
 }
 
 XMLText Pop(xmlXPathParserContextPtr parser) {
@@ -276,7 +267,7 @@ xmlXPathFunction FindFunction(void* /*transformation*/, const xmlChar* name, con
       return known.function;
     }
   }
-  return nullptr;
+  return FindOperator(View(name));
 }
 
 // libxml2 counts up to its own limit, which takes more stack than a small thread has. Each operator
@@ -291,6 +282,15 @@ xmlXPathObjectPtr FindVariable(void* transformation, const xmlChar* name, const 
 }
 
 } // namespace
+
+bool MayGoOn(XMLSession& session, xmlXPathParserContextPtr parser) {
+  session.CheckUse();
+  if (session.HasFailed()) {
+    xmlXPathErr(parser, XPATH_OP_LIMIT_EXCEEDED);
+    return false;
+  }
+  return true;
+}
 
 void LimitExpressionDepth(const XMLSession& session, xmlXPathContext& xpath) {
   const std::size_t levels = session.StackReserve() / kStackBytesOfLevel;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <libxml/xpath.h>
 #include <libxslt/xsltInternals.h>
 
 namespace zep {
@@ -15,5 +16,8 @@ void WatchFunctions(xsltTransformContextPtr transformation);
 // Of the XPath expressions that are compiled or evaluated with it, so that they fit the stack of this
 // thread.
 void LimitExpressionDepth(const XMLSession& session, xmlXPathContext& xpath);
+
+// False, with the evaluation ended, when the limits allow no more.
+bool MayGoOn(XMLSession& session, xmlXPathParserContextPtr parser);
 
 } // namespace zep

@@ -17,7 +17,8 @@ namespace {
 
 constexpr char kOverLimit[] = "more memory is needed than ZEP_XSLT_MAX_MEMORY_BYTES allows";
 constexpr char kShort[] = "out of memory";
-constexpr std::size_t kMaxBytes = std::numeric_limits<std::size_t>::max() / 4; // sums do not overflow
+constexpr std::int64_t kNothingLeft = std::numeric_limits<std::int64_t>::min() / 2; // whatever is given back
+constexpr std::size_t kMaxBytes = std::numeric_limits<std::size_t>::max() / 4;      // sums do not overflow
 
 // Asked for each block, also by a host that has nothing to do with us.
 __attribute__((tls_model("initial-exec"))) thread_local XMLMemory* currentMemory = nullptr;
@@ -186,6 +187,14 @@ void XMLMemory::Fail(const char* reason) {
   }
 }
 
+void XMLMemory::LookAtTime() {
+  m_allocationsToLook = kAllocationsBetweenLooks;
+  if (!m_hasFailed && !m_owner.HasTimeLeft()) {
+    m_hasFailed = true;
+    m_left = kNothingLeft;
+  }
+}
+
 void XMLMemory::FailOverLimit() {
   Fail(kOverLimit);
 }
@@ -201,6 +210,7 @@ void* XMLMemory::Allocate(std::size_t bytes) {
 }
 
 void* XMLMemory::AllocateBlock(std::size_t bytes) {
+  CountAllocation(true);
   Take(XMLBlockHeap::RoomFor(bytes));
   void* const block = m_heap->Allocate(bytes);
   if (m_heap->IsShort()) [[unlikely]] {
@@ -249,6 +259,7 @@ void* XMLMemory::AllocateElsewhere(std::size_t bytes) {
     return nullptr;
   }
   const bool isSmall = bytes <= XMLBlockHeap::kMaxBlockBytes;
+  CountAllocation(isSmall);
   Take(bytes);
   void* const memory = m_left < 0 && !isSmall ? nullptr : former.malloc(bytes);
   if (memory != nullptr) {
@@ -268,6 +279,7 @@ void* XMLMemory::ReallocateElsewhere(void* memory, std::size_t bytes) {
   const std::size_t oldBytes = Forget(memory);
   GiveBack(oldBytes);
   const bool isSmall = bytes <= XMLBlockHeap::kMaxBlockBytes;
+  CountAllocation(isSmall);
   Take(bytes);
   void* const moved = m_left < 0 && !isSmall ? nullptr : former.realloc(memory, bytes);
   if (moved != nullptr) {

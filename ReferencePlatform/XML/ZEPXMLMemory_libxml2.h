@@ -17,7 +17,7 @@ using XMLForeignBlocks = std::unordered_map<void*, std::size_t>;
 // When the call takes more than it may, or when the system gives nothing, the owner is told at once, so that
 // it ends the work, and fails it, at the next look that the libraries take. Until then they get what they
 // ask for, above the limit and in the end from the reserve: asked for a few bytes, neither of them knows
-// what to do without. Only blocks of more than 64 KB are refused.
+// what to do without. Only blocks of more than 64 KB are refused. The same holds once the time is over.
 //
 // Both libraries get all their memory through functions that libxml2 keeps for the process. Ours stand in
 // front of those that are there. They pass everything on, except on a thread where an object of this class
@@ -28,6 +28,8 @@ public:
   public:
     // Called from inside an allocation: takes notes, and allocates and frees nothing.
     virtual void OnMemoryFailure(const char* reason) = 0;
+    // Called from there now and then, under the same rule: false when the time is over.
+    virtual bool HasTimeLeft() { return true; }
 
   protected:
     ~Owner() = default;
@@ -63,6 +65,13 @@ private:
       FailOverLimit();
     }
   }
+  // Some loops of both libraries ask for memory and look at nothing else.
+  void CountAllocation(bool isSmall) {
+    if (--m_allocationsToLook == 0 || !isSmall) [[unlikely]] {
+      LookAtTime();
+    }
+  }
+  void LookAtTime();
   void GiveBack(std::size_t bytes) { m_left += static_cast<std::int64_t>(bytes); }
   void FailOverLimit();
   void FailShort();
@@ -70,10 +79,13 @@ private:
   void Remember(void* memory, std::size_t bytes);
   std::size_t Forget(void* memory);
 
+  static constexpr unsigned kAllocationsBetweenLooks = 256;
+
   XMLBlockHeap* m_heap;
   std::int64_t m_left;
   bool m_isPlain;
   bool m_hasFailed = false;
+  unsigned m_allocationsToLook = kAllocationsBetweenLooks;
   Owner& m_owner;
   XMLMemory* m_outer;
   XMLForeignBlocks m_elsewhere; // of this call

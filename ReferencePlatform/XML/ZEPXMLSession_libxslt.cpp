@@ -45,6 +45,7 @@ bool IsOf(const xmlError& error, xmlXPathError kind) {
   return error.domain == XML_FROM_XPATH && error.code == int{XML_XPATH_EXPRESSION_OK} + int{kind};
 }
 
+constexpr char kTooLong[] = "the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows";
 constexpr char kTooManySteps[] = "the stylesheet takes more steps than ZEP_XSLT_TIMEOUT_MS allows";
 
 // Both libraries say so as bare text, too.
@@ -108,6 +109,14 @@ void XMLSession::OnMemoryFailure(const char* reason) {
   if (m_parser != nullptr) {
     m_parser->instate = XML_PARSER_EOF;
   }
+}
+
+bool XMLSession::HasTimeLeft() {
+  if (m_transformation == nullptr || XMLQuickNow() <= m_deadline) {
+    return true;
+  }
+  FailFor(kTooLong);
+  return false;
 }
 
 void XMLSession::FailFor(const char* reason) {
@@ -240,9 +249,8 @@ void XMLSession::CheckUse() {
   if (m_transformation == nullptr || HasFailed()) {
     return;
   }
-  const auto now = XMLQuickNow();
-  if (now > m_deadline) {
-    Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows");
+  if (XMLQuickNow() > m_deadline) {
+    Fail(kTooLong);
   } else if (m_stack.IsOver()) {
     Fail("the stylesheet nests its calls too deeply for the stack of this thread");
   }

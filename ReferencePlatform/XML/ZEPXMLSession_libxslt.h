@@ -85,6 +85,7 @@ public:
 
 private:
   void OnMemoryFailure(const char* reason) override;
+  bool HasTimeLeft() override;
   void FailFor(const char* reason);
   void RememberPlace();
   void CountUnfilledText();

@@ -1,0 +1,131 @@
+#include "ZEPXMLExpressionPlaces_libxslt.h"
+
+#include "ZEPXMLExpressionText.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <libxml/xpath.h>
+#include <libxslt/imports.h>
+#include <libxslt/xsltutils.h>
+
+namespace zep {
+namespace {
+
+using Replace = std::optional<std::string> (*)(std::string_view);
+
+const char* Text(const xmlChar* text) {
+  return reinterpret_cast<const char*>(text);
+}
+
+const xmlChar* XMLText(const std::string& text) {
+  return reinterpret_cast<const xmlChar*>(text.c_str());
+}
+
+bool IsXSLT(const xmlNs* space) {
+  return space != nullptr && xmlStrEqual(space->href, XSLT_NAMESPACE) != 0;
+}
+
+bool IsOneOf(std::initializer_list<std::string_view> names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// How the attribute of an instruction is to be read; null for a plain text.
+Replace ReplaceOf(std::string_view element, std::string_view attribute) {
+  if (IsOneOf({"select", "test", "use"}, attribute) || (attribute == "value" && element == "number")) {
+    return WithFunctionsForOperators;
+  }
+  if (IsOneOf({"match", "count", "from"}, attribute)) {
+    return PatternWithFunctionsForOperators;
+  }
+  return IsOneOf({"attribute", "element", "number", "processing-instruction", "sort"}, element)
+             ? AttributeWithFunctionsForOperators
+             : nullptr;
+}
+
+bool Put(const xmlNode& text, Replace replace) {
+  const std::optional<std::string> replaced = replace(Text(text.content));
+  if (!replaced) {
+    return true;
+  }
+  xmlNodeSetContent(const_cast<xmlNodePtr>(&text), XMLText(*replaced));
+  return text.content != nullptr;
+}
+
+// libxslt puts each alternative of a key's pattern behind two slashes in the same way.
+std::string PathsOfKey(std::string_view pattern) {
+  std::string paths;
+  std::size_t depth = 0;
+  bool isBegin = true;
+  char quote = '\0';
+  for (const char c : pattern) {
+    const bool isBlank = c == ' ' || c == '\t' || c == '\r' || c == '\n';
+    if (isBegin && !isBlank) {
+      paths += c == '/' ? "" : "//";
+      isBegin = false;
+    }
+    if (quote != '\0') {
+      quote = c == quote ? '\0' : quote;
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+    } else if (c == '[') {
+      ++depth;
+    } else if (c == ']') {
+      --depth;
+    } else if (c == '|' && depth == 0) {
+      isBegin = true;
+    }
+    paths += c;
+  }
+  return paths;
+}
+
+bool ReplaceOperators(xsltStylesheetPtr stylesheet, xsltKeyDef& key) {
+  const std::optional<std::string> text = WithFunctionsForOperators(PathsOfKey(Text(key.match)));
+  if (!text || key.comp == nullptr) {
+    return true;
+  }
+  const xmlXPathCompExprPtr compiled = xsltXPathCompile(stylesheet, XMLText(*text));
+  if (compiled == nullptr) {
+    return false;
+  }
+  xmlXPathFreeCompExpr(key.comp);
+  key.comp = compiled;
+  return true;
+}
+
+} // namespace
+
+bool ReplaceOperators(const xmlNode& element) {
+  if (element.type != XML_ELEMENT_NODE) {
+    return true;
+  }
+  const bool isInstruction = IsXSLT(element.ns);
+  for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
+    const xmlNode* const text = attribute->children;
+    const Replace replace = isInstruction ? ReplaceOf(Text(element.name), Text(attribute->name))
+                                          : AttributeWithFunctionsForOperators;
+    if (replace != nullptr && text != nullptr && text->type == XML_TEXT_NODE && text->content != nullptr &&
+        !IsXSLT(attribute->ns) && !Put(*text, replace)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool ReplaceOperatorsOfKeys(xsltStylesheetPtr stylesheet) {
+  for (xsltStylesheetPtr each = stylesheet; each != nullptr; each = xsltNextImport(each)) {
+    for (auto* key = static_cast<xsltKeyDef*>(each->keys); key != nullptr; key = key->next) {
+      if (!ReplaceOperators(stylesheet, *key)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+} // namespace zep

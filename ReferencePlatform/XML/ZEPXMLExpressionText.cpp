@@ -1,0 +1,665 @@
+#include "ZEPXMLExpressionText.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zep {
+namespace {
+
+constexpr std::string_view kOwnNames = "zep-operator-";
+constexpr std::string_view kUnknown = "unknown-"; // in front of one of them that is none of ours
+constexpr std::size_t kShortLiteral = 256;
+// libxml2 refuses what is nested more deeply, or has so many operators.
+constexpr std::size_t kMaxFrames = 512;
+constexpr std::size_t kMaxChanges = 1'000'000;
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+// ---- characters --------------------------------------------------------------------------------
+
+bool IsBlank(char c) {
+  return kBlanks.find(c) != std::string_view::npos;
+}
+
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// Of all characters beyond ASCII, those that are no part of a name are refused by libxml2.
+bool IsNameStart(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
+         static_cast<unsigned char>(c) >= 0x80;
+}
+
+bool IsNamePart(char c) {
+  return IsNameStart(c) || IsDigit(c) || c == '-' || c == '.';
+}
+
+template <std::size_t count>
+bool IsOneOf(const std::array<std::string_view, count>& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// ---- what an operand may be --------------------------------------------------------------------
+
+enum class Kind : unsigned char {
+  Small, // a number, a boolean, a short text
+  Text,  // of any length
+  Node,  // one at the most
+  Nodes, // any number of them, or anything else
+};
+
+constexpr std::array<std::string_view, 4> kNodeTypes = {"comment", "node", "processing-instruction", "text"};
+
+constexpr std::array<std::string_view, 17> kSmallFunctions = {
+    "boolean", "ceiling", "contains",           "count", "element-available",
+    "false",   "floor",   "function-available", "lang",  "last",
+    "not",     "number",  "position",           "round", "string-length",
+    "sum",     "true"};
+
+constexpr std::array<std::string_view, 13> kTextFunctions = {
+    "concat",          "format-number",    "generate-id", "local-name", "name",
+    "namespace-uri",   "normalize-space",  "starts-with", "string",     "substring",
+    "substring-after", "substring-before", "translate"};
+
+Kind KindOfCall(std::string_view name) {
+  if (IsOneOf(kSmallFunctions, name)) {
+    return Kind::Small;
+  }
+  if (IsOneOf(kTextFunctions, name)) {
+    return Kind::Text;
+  }
+  return name == "current" ? Kind::Node : Kind::Nodes;
+}
+
+// ---- operators ---------------------------------------------------------------------------------
+
+enum class Class : unsigned char { Other, Equality, Order };
+
+struct Operator {
+  std::string_view text;
+  int precedence;
+  Class operatorClass;
+  std::string_view function;
+};
+
+// The longer ones first. libxml2 wants no blank behind a name.
+constexpr Operator kOperators[] = {
+    {"or", 1, Class::Other, {}},
+    {"and", 2, Class::Other, {}},
+    {"!=", 3, Class::Equality, kNotEqualFunction},
+    {"=", 3, Class::Equality, kEqualFunction},
+    {"<=", 4, Class::Order, kLessOrEqualFunction},
+    {"<", 4, Class::Order, kLessFunction},
+    {">=", 4, Class::Order, kGreaterOrEqualFunction},
+    {">", 4, Class::Order, kGreaterFunction},
+    {"+", 5, Class::Other, {}},
+    {"-", 5, Class::Other, {}},
+    {"*", 6, Class::Other, {}},
+    {"div", 6, Class::Other, {}},
+    {"mod", 6, Class::Other, {}},
+};
+constexpr Operator kMinus = {"-", 7, Class::Other, {}};
+
+bool MayBeSlow(const Operator& between, Kind left, Kind right) {
+  switch (between.operatorClass) {
+  case Class::Equality:
+    return left == Kind::Nodes && right == Kind::Nodes;
+  case Class::Order: // a text is copied for each node
+    return (left == Kind::Nodes && (right == Kind::Nodes || right == Kind::Text)) ||
+           (left == Kind::Text && right == Kind::Nodes);
+  case Class::Other:
+    break;
+  }
+  return false;
+}
+
+// ---- changes to the text -----------------------------------------------------------------------
+
+class Changes {
+public:
+  void Open(std::size_t position, std::string_view function) {
+    m_changes.push_back({position, Rank::Open, 0, function});
+  }
+  void Comma(std::size_t position, std::size_t length) {
+    m_changes.push_back({position, Rank::Comma, length, {}});
+  }
+  void Close(std::size_t position) { m_changes.push_back({position, Rank::Close, 0, {}}); }
+  void MakeUnknown(std::size_t position) { m_changes.push_back({position, Rank::Unknown, 0, {}}); }
+  std::size_t Count() const { return m_changes.size(); }
+
+  std::string AppliedTo(std::string_view text) {
+    std::reverse(m_changes.begin(), m_changes.end()); // an outer call came later, and opens first
+    std::stable_sort(m_changes.begin(), m_changes.end(), [](const Change& one, const Change& other) {
+      return std::pair(one.position, one.rank) < std::pair(other.position, other.rank);
+    });
+    std::string result;
+    std::size_t done = 0;
+    for (const Change& change : m_changes) {
+      result += text.substr(done, change.position - done);
+      done = change.position + change.removed;
+      Append(change, result);
+    }
+    return result.append(text.substr(done));
+  }
+
+private:
+  enum class Rank { Close, Comma, Open, Unknown }; // in this order at one place
+  struct Change {
+    std::size_t position;
+    Rank rank;
+    std::size_t removed;
+    std::string_view function;
+  };
+
+  static void Append(const Change& change, std::string& result) {
+    switch (change.rank) {
+    case Rank::Close:
+      result += ')';
+      break;
+    case Rank::Comma:
+      result += ',';
+      break;
+    case Rank::Open:
+      result.append(change.function) += '(';
+      break;
+    case Rank::Unknown:
+      result += kUnknown;
+      break;
+    }
+  }
+
+  std::vector<Change> m_changes;
+};
+
+// ---- reading an expression ---------------------------------------------------------------------
+
+// Reads from left to right, with stacks of its own in place of recursion. It takes all that libxml2 takes,
+// and some more: what it does not take, libxml2 reports.
+class Reader {
+public:
+  explicit Reader(std::string_view text) : m_text(text) {}
+
+  // Nothing if it is not well-formed, or if there is nothing to change.
+  std::optional<std::string> Result() {
+    if (!Read() || m_changes.Count() == 0) {
+      return std::nullopt;
+    }
+    return m_changes.AppliedTo(m_text);
+  }
+
+private:
+  struct Operand {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    Kind kind = Kind::Small;
+  };
+  struct Pending { // an operator that waits for its right side
+    const Operator* sign;
+    std::size_t position;
+  };
+  // Within parentheses, a predicate or the whole: what is being read there.
+  struct Frame {
+    char closer = '\0';
+    bool isCall = false;
+    bool isEmpty = true; // nothing was read yet
+    Kind callKind = Kind::Small;
+    std::size_t pending = 0; // below it, those of other frames
+    std::size_t bars = 0;
+    Operand path;   // the operand that is being read
+    Operand united; // those before it, with bars between them
+    std::size_t setsUnited = 0;
+  };
+  enum class State { WantsOperand, InPath, Ended, Fault };
+
+  bool Read() {
+    Push('\0');
+    State state = State::WantsOperand;
+    while ((state == State::WantsOperand || state == State::InPath) && IsWithinLimits()) {
+      SkipBlanks();
+      state = state == State::WantsOperand ? ReadOperand() : ReadOn();
+    }
+    return state == State::Ended;
+  }
+
+  bool IsWithinLimits() const { return m_frames.size() <= kMaxFrames && m_changes.Count() <= kMaxChanges; }
+
+  // ---- characters
+
+  char At(std::size_t distance = 0) const {
+    return m_position + distance < m_text.size() ? m_text[m_position + distance] : '\0';
+  }
+  std::string_view Rest() const { return m_text.substr(m_position); }
+  void SkipBlanks() {
+    while (m_position < m_text.size() && IsBlank(m_text[m_position])) {
+      ++m_position;
+    }
+  }
+  bool Skip(std::string_view expected) {
+    const bool isThere = Rest().substr(0, expected.size()) == expected;
+    m_position += isThere ? expected.size() : 0;
+    return isThere;
+  }
+  std::string_view ReadName() {
+    const std::size_t begin = m_position;
+    if (IsNameStart(At())) {
+      do {
+        ++m_position;
+      } while (IsNamePart(At()));
+    }
+    return m_text.substr(begin, m_position - begin);
+  }
+  // What follows a name, if it was a prefix.
+  bool ReadLocalName(bool& isAny) {
+    isAny = false;
+    if (At() != ':' || At(1) == ':') {
+      return true;
+    }
+    ++m_position;
+    isAny = Skip("*");
+    return isAny || !ReadName().empty();
+  }
+  bool ReadLiteral() {
+    const std::size_t end = m_text.find(At(), m_position + 1);
+    if (end == std::string_view::npos) {
+      return false;
+    }
+    m_position = end + 1;
+    return true;
+  }
+  void ReadDigits() {
+    while (IsDigit(At())) {
+      ++m_position;
+    }
+  }
+  void ReadNumber() {
+    ReadDigits();
+    if (Skip(".")) {
+      ReadDigits();
+    }
+    if (Skip("e") || Skip("E")) { // libxml2 takes these
+      static_cast<void>(Skip("-") || Skip("+"));
+      ReadDigits();
+    }
+  }
+
+  // ---- frames
+
+  Frame& Top() { return m_frames.back(); }
+
+  void Push(char closer) {
+    Frame frame;
+    frame.closer = closer;
+    frame.pending = m_pending.size();
+    frame.bars = m_bars.size();
+    m_frames.push_back(frame);
+  }
+
+  // ---- operands
+
+  State ReadOperand() {
+    Frame& frame = Top();
+    if (frame.isEmpty && frame.isCall && At() == ')') {
+      return Close();
+    }
+    frame.isEmpty = false;
+    if (At() == '-' && m_bars.size() == frame.bars) {
+      return ReadMinus(frame);
+    }
+    frame.path = {m_position, m_position, Kind::Node};
+    return ReadPrimary(frame);
+  }
+
+  // In front of it there is nothing: an operand that stands for this.
+  State ReadMinus(const Frame& frame) {
+    if (m_pending.size() == frame.pending || m_pending.back().sign != &kMinus) {
+      m_pending.push_back({&kMinus, m_position});
+      m_operands.push_back({m_position, m_position, Kind::Small});
+    }
+    ++m_position;
+    return State::WantsOperand;
+  }
+
+  State ReadPrimary(Frame& frame) {
+    switch (At()) {
+    case '(':
+      ++m_position;
+      Push(')');
+      return State::WantsOperand;
+    case '$': {
+      ++m_position;
+      bool isAny;
+      const bool isName = !ReadName().empty() && ReadLocalName(isAny) && !isAny;
+      return Gave(frame, Kind::Nodes, isName);
+    }
+    case '\'':
+    case '"': {
+      const bool isLiteral = ReadLiteral();
+      return Gave(frame, m_position - frame.path.begin > kShortLiteral ? Kind::Text : Kind::Small, isLiteral);
+    }
+    case '/':
+      return ReadRoot(frame);
+    default:
+      if (IsDigit(At()) || (At() == '.' && IsDigit(At(1)))) {
+        ReadNumber();
+        return Gave(frame, Kind::Small, true);
+      }
+      return ReadCallOrStep(frame);
+    }
+  }
+
+  State Gave(Frame& frame, Kind kind, bool isWell) {
+    frame.path.kind = kind;
+    frame.path.end = m_position;
+    return isWell ? State::InPath : State::Fault;
+  }
+
+  State ReadRoot(Frame& frame) {
+    frame.path.end = m_position + 1;
+    ReadSlashes(frame);
+    const char next = At();
+    const bool isStep = IsNameStart(next) || next == '.' || next == '@' || next == '*';
+    return isStep ? ReadStep(frame) : State::InPath;
+  }
+
+  // libxml2 takes more than two of them here and there.
+  void ReadSlashes(Frame& frame) {
+    while (At() == '/') {
+      if (At(1) == '/') {
+        frame.path.kind = Kind::Nodes;
+      }
+      ++m_position;
+      SkipBlanks();
+    }
+  }
+
+  State ReadCallOrStep(Frame& frame) {
+    const std::size_t begin = m_position;
+    const std::string_view name = ReadName();
+    bool isAny = false;
+    if (!name.empty() && ReadLocalName(isAny) && !isAny) {
+      const std::string_view whole = m_text.substr(begin, m_position - begin);
+      SkipBlanks();
+      if (At() == '(' && !IsOneOf(kNodeTypes, whole)) {
+        if (whole.substr(0, kOwnNames.size()) == kOwnNames) {
+          m_changes.MakeUnknown(begin);
+        }
+        ++m_position;
+        Push(')');
+        Top().isCall = true;
+        Top().callKind = KindOfCall(whole);
+        return State::WantsOperand;
+      }
+    }
+    m_position = begin;
+    return ReadStep(frame);
+  }
+
+  State ReadStep(Frame& frame) {
+    if (Skip("..") || Skip(".")) {
+      return EndStep(frame, true);
+    }
+    bool isAttribute = Skip("@");
+    bool isOne = false;
+    if (!isAttribute) {
+      const std::size_t begin = m_position;
+      const std::string_view axis = ReadName();
+      SkipBlanks();
+      if (!axis.empty() && Skip("::")) {
+        isAttribute = axis == "attribute";
+        isOne = axis == "self" || axis == "parent";
+      } else {
+        m_position = begin;
+      }
+    }
+    SkipBlanks();
+    bool isNamed = false;
+    if (!ReadNodeTest(isNamed)) {
+      return State::Fault;
+    }
+    return EndStep(frame, isOne || (isAttribute && isNamed));
+  }
+
+  State EndStep(Frame& frame, bool isOne) {
+    if (!isOne) {
+      frame.path.kind = Kind::Nodes;
+    }
+    frame.path.end = m_position;
+    return State::InPath;
+  }
+
+  bool ReadNodeTest(bool& isNamed) {
+    if (Skip("*")) {
+      return true;
+    }
+    bool isAny;
+    if (ReadName().empty() || !ReadLocalName(isAny)) {
+      return false;
+    }
+    isNamed = !isAny;
+    const std::size_t end = m_position;
+    SkipBlanks();
+    if (!Skip("(")) {
+      m_position = end;
+      return true;
+    }
+    isNamed = false;
+    SkipBlanks();
+    if ((At() == '\'' || At() == '"') && !ReadLiteral()) {
+      return false;
+    }
+    SkipBlanks();
+    return Skip(")");
+  }
+
+  // ---- behind an operand, or a part of it
+
+  State ReadOn() {
+    Frame& frame = Top();
+    switch (At()) {
+    case '[':
+      ++m_position;
+      Push(']');
+      return State::WantsOperand;
+    case '/':
+      ReadSlashes(frame);
+      return ReadStep(frame);
+    case '|':
+      EndPath(frame);
+      m_bars.push_back(m_position++);
+      return State::WantsOperand;
+    default:
+      EndPath(frame);
+      EndUnion(frame);
+      return ReadOperator();
+    }
+  }
+
+  void EndPath(Frame& frame) {
+    if (m_bars.size() == frame.bars) {
+      frame.united = frame.path;
+      frame.setsUnited = 0;
+    }
+    frame.united.end = frame.path.end;
+    frame.setsUnited += frame.path.kind == Kind::Nodes ? 1 : 0;
+  }
+
+  void EndUnion(Frame& frame) {
+    if (m_bars.size() != frame.bars) {
+      frame.united.kind = Kind::Nodes;
+      if (frame.setsUnited > 1) {
+        m_changes.Close(frame.united.end);
+        std::for_each(m_bars.begin() + static_cast<std::ptrdiff_t>(frame.bars), m_bars.end(),
+                      [this](std::size_t bar) { m_changes.Comma(bar, 1); });
+        m_changes.Open(frame.united.begin, kUnionFunction);
+      }
+      m_bars.resize(frame.bars);
+    }
+    m_operands.push_back(frame.united);
+  }
+
+  State ReadOperator() {
+    for (const Operator& one : kOperators) {
+      if (Rest().substr(0, one.text.size()) == one.text) {
+        Reduce(one.precedence);
+        m_pending.push_back({&one, m_position});
+        m_position += one.text.size();
+        return State::WantsOperand;
+      }
+    }
+    Reduce(0);
+    return m_position == m_text.size() && m_frames.size() == 1 ? State::Ended : Close();
+  }
+
+  // Those that bind as closely, or more closely.
+  void Reduce(int precedence) {
+    while (m_pending.size() > Top().pending && m_pending.back().sign->precedence >= precedence) {
+      const Pending between = m_pending.back();
+      m_pending.pop_back();
+      const Operand right = m_operands.back();
+      m_operands.pop_back();
+      Operand& left = m_operands.back();
+      if (MayBeSlow(*between.sign, left.kind, right.kind)) {
+        m_changes.Close(right.end);
+        m_changes.Comma(between.position, between.sign->text.size());
+        m_changes.Open(left.begin, between.sign->function);
+      }
+      left.end = right.end;
+      left.kind = Kind::Small;
+    }
+  }
+
+  // At what should end a frame, or an argument.
+  State Close() {
+    const Frame inner = Top();
+    if (inner.isCall && At() == ',') {
+      ++m_position;
+      m_operands.pop_back();
+      return State::WantsOperand;
+    }
+    if (inner.closer == '\0' || At() != inner.closer) {
+      return State::Fault;
+    }
+    ++m_position;
+    m_frames.pop_back();
+    return Closed(inner);
+  }
+
+  State Closed(const Frame& inner) {
+    Frame& frame = Top();
+    Kind kind = inner.isCall ? inner.callKind : frame.path.kind;
+    if (!inner.isEmpty) {
+      if (!inner.isCall && inner.closer == ')') {
+        kind = m_operands.back().kind;
+      }
+      m_operands.pop_back();
+    }
+    return Gave(frame, kind, true);
+  }
+
+  std::string_view m_text;
+  std::size_t m_position = 0;
+  std::vector<Frame> m_frames;
+  std::vector<Operand> m_operands;
+  std::vector<Pending> m_pending;
+  std::vector<std::size_t> m_bars;
+  Changes m_changes;
+};
+
+// Most expressions need no second look.
+bool MayNeedChanges(std::string_view text) {
+  const auto isSign = [](char c) { return c == '|' || (c >= '<' && c <= '>'); };
+  return std::any_of(text.begin(), text.end(), isSign) || text.find(kOwnNames) != std::string_view::npos;
+}
+
+// ---- where expressions stand in other texts ----------------------------------------------------
+
+// Copies a text with some of its parts changed.
+class Copy {
+public:
+  explicit Copy(std::string_view text) : m_text(text) {}
+
+  void Change(std::size_t begin, std::size_t end) {
+    if (const std::optional<std::string> changed =
+            WithFunctionsForOperators(m_text.substr(begin, end - begin))) {
+      m_result.append(m_text.substr(m_done, begin - m_done)) += *changed;
+      m_done = end;
+    }
+  }
+  std::optional<std::string> Result() {
+    if (m_done == 0) {
+      return std::nullopt;
+    }
+    return std::move(m_result.append(m_text.substr(m_done)));
+  }
+
+private:
+  std::string_view m_text;
+  std::size_t m_done = 0;
+  std::string m_result;
+};
+
+// Behind the literal that begins here, or the end of the text.
+std::size_t BehindLiteral(std::string_view text, std::size_t begin) {
+  const std::size_t end = text.find(text[begin], begin + 1);
+  return end == std::string_view::npos ? text.size() : end + 1;
+}
+
+bool IsQuote(char c) {
+  return c == '\'' || c == '"';
+}
+
+} // namespace
+
+std::optional<std::string> WithFunctionsForOperators(std::string_view expression) {
+  return MayNeedChanges(expression) ? Reader(expression).Result() : std::nullopt;
+}
+
+std::optional<std::string> PatternWithFunctionsForOperators(std::string_view pattern) {
+  if (pattern.find('[') == std::string_view::npos || !MayNeedChanges(pattern)) {
+    return std::nullopt;
+  }
+  Copy copy(pattern);
+  std::size_t begin = 0;
+  std::size_t depth = 0;
+  for (std::size_t i = 0; i < pattern.size();) {
+    if (IsQuote(pattern[i])) {
+      i = BehindLiteral(pattern, i);
+      continue;
+    }
+    if (pattern[i] == '[' && depth++ == 0) {
+      begin = i + 1;
+    } else if (pattern[i] == ']' && depth > 0 && --depth == 0) {
+      copy.Change(begin, i);
+    }
+    ++i;
+  }
+  return copy.Result();
+}
+
+std::optional<std::string> AttributeWithFunctionsForOperators(std::string_view value) {
+  if (value.find('{') == std::string_view::npos || !MayNeedChanges(value)) {
+    return std::nullopt;
+  }
+  Copy copy(value);
+  for (std::size_t i = value.find('{'); i < value.size(); i = value.find('{', i)) {
+    const std::size_t begin = ++i;
+    if (i < value.size() && value[i] == '{') { // stands for itself
+      ++i;
+      continue;
+    }
+    while (i < value.size() && value[i] != '}') {
+      i = IsQuote(value[i]) ? BehindLiteral(value, i) : i + 1;
+    }
+    if (i < value.size()) {
+      copy.Change(begin, i);
+    }
+  }
+  return copy.Result();
+}
+
+} // namespace zep

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zep {
+
+// The functions that stand for operators. A stylesheet that calls one itself finds it unknown.
+constexpr char kUnionFunction[] = "zep-operator-union";
+constexpr char kEqualFunction[] = "zep-operator-equal";
+constexpr char kNotEqualFunction[] = "zep-operator-not-equal";
+constexpr char kLessFunction[] = "zep-operator-less";
+constexpr char kLessOrEqualFunction[] = "zep-operator-less-or-equal";
+constexpr char kGreaterFunction[] = "zep-operator-greater";
+constexpr char kGreaterOrEqualFunction[] = "zep-operator-greater-or-equal";
+
+// The text of an XPath expression with calls of these functions in place of those operators that may meet
+// two large sets of nodes. Nothing if it has none. What is not well-formed stays as it is, at the least as
+// far as its parser needs to see that.
+std::optional<std::string> WithFunctionsForOperators(std::string_view expression);
+
+// The same for what stands in the predicates of a pattern, and in the braces of an attribute.
+std::optional<std::string> PatternWithFunctionsForOperators(std::string_view pattern);
+std::optional<std::string> AttributeWithFunctionsForOperators(std::string_view value);
+
+} // namespace zep
