@@ -2,6 +2,7 @@
 
 #include "ZEPXMLInstructions_libxslt.h"
 #include "ZEPXMLOperators_libxslt.h"
+#include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
@@ -177,6 +178,7 @@ void NodeSet(xmlXPathParserContextPtr parser, int argumentCount) {
   const xmlXPathObject* const argument = argumentCount == 1 ? parser->value : nullptr;
   if (argument != nullptr && argument->type == XPATH_XSLT_TREE) {
     WatchTree(*XMLSession::Current(), argument->nodesetval);
+    CheckSiblings(*XMLSession::Current(), argument->nodesetval);
     if (!MayGoOn(*XMLSession::Current(), parser)) {
       return;
     }

@@ -133,6 +133,7 @@ void XMLSession::FailFor(const char* reason) {
     // An expression that is being evaluated looks at this one.
     m_transformation->xpathCtxt->opLimit = 1;
     m_transformation->xpathCtxt->opCount = 1;
+    m_transformation->style = m_emptyStylesheet;
   }
 }
 

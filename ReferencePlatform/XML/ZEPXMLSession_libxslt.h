@@ -69,6 +69,9 @@ public:
     CountUnfilledText();
     m_transformation = transformation;
   }
+  // In the place of the transformation's own once it is ended: libxslt goes on with its node list, and would
+  // try each pattern on each of them.
+  void SetEmptyStylesheet(xsltStylesheetPtr stylesheet) { m_emptyStylesheet = stylesheet; }
   // No text that is made from another one is longer.
   std::size_t TextBytes() const { return readBytes + m_madeTextBytes; }
   xsltTransformContextPtr Transformation() const { return m_transformation; }
@@ -78,8 +81,9 @@ public:
   std::size_t stylesheetBytes = 0; // of all its documents so far
   std::size_t readBytes = 0;
   std::vector<IncludedText> included;
-  std::size_t namespacePairs = 0; // that its elements bring, squared
-  std::size_t declarations = 0;   // at the top level of its documents
+  std::size_t namespacePairs = 0;         // that its elements bring, squared
+  std::size_t declarations = 0;           // at the top level of its documents
+  std::size_t patternsWithPredicates = 0; // of the stylesheet that is applied, that may meet at one node
   int stylesheetDocuments = 0;
   int entityReferences = 0;
 
@@ -101,6 +105,7 @@ private:
   int m_writtenBytes = 0;
   xmlParserCtxtPtr m_parser = nullptr;
   xsltTransformContextPtr m_transformation = nullptr;
+  xsltStylesheetPtr m_emptyStylesheet = nullptr;
 
   bool m_hasExpressionError = false;
   bool m_isParserBusy = false; // with what stopping it would free

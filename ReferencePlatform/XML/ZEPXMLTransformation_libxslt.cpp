@@ -3,6 +3,7 @@
 #include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLHooks_libxslt.h"
 #include "ZEPXMLInstructions_libxslt.h"
+#include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <cstddef>
@@ -199,19 +200,35 @@ xsltTransformContextPtr XMLTransformation::Prepare(XMLSession& session, xmlDocPt
   return m_context.get();
 }
 
+// Below this size no document has too many siblings.
+constexpr std::size_t kBytesOfSmallDocument = std::size_t{16} << 10;
+
+void XMLTransformation::CheckPatterns(XMLSession& session, const xmlDoc& document) {
+  if (!m_patternsWithPredicates) {
+    m_patternsWithPredicates = CountPatternsWithPredicates(m_stylesheet);
+  }
+  session.patternsWithPredicates = *m_patternsWithPredicates;
+  if (session.readBytes > kBytesOfSmallDocument) {
+    CheckSiblings(session, reinterpret_cast<const xmlNode&>(document));
+  }
+}
+
 XMLDocument XMLTransformation::Apply(XMLSession& session, xmlDocPtr document,
                                      const XSLTParameters& parameters) {
   // Given back at the end, when nothing went wrong.
   XSLTContext context;
   const xsltTransformContextPtr transformation = Prepare(session, document, parameters);
   context = std::move(m_context);
+  CheckPatterns(session, *document);
   if (transformation == nullptr || session.HasFailed()) {
     return nullptr;
   }
+  session.SetEmptyStylesheet(&m_empty);
   session.SetTransformation(transformation);
   XMLDocument result(
       xsltApplyStylesheetUser(m_stylesheet, document, nullptr, nullptr, nullptr, transformation));
   session.SetTransformation(nullptr);
+  transformation->style = m_stylesheet;
   if (session.HasFailed()) {
     return nullptr;
   }

@@ -2,8 +2,10 @@
 
 #include "ZEPXMLDocument_libxml2.h"
 
+#include <cstddef>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <libxslt/security.h>
@@ -41,6 +43,7 @@ public:
 private:
   xsltTransformContextPtr Prepare(XMLSession& session, xmlDocPtr document, const XSLTParameters& parameters);
   bool MakeContext(XMLSession& session, xmlDocPtr document);
+  void CheckPatterns(XMLSession& session, const xmlDoc& document);
   bool BindContext(xmlDocPtr document);
   bool CleanContext();
   bool IsAsNew() const;
@@ -55,6 +58,8 @@ private:
   XSLTSecurity m_security;
   XSLTContext m_context;
   std::unique_ptr<Snapshot> m_new;
+  xsltStylesheet m_empty{};
+  std::optional<std::size_t> m_patternsWithPredicates; // once they were counted
 };
 
 } // namespace zep

@@ -1,0 +1,112 @@
+#include "ZEPXMLPatterns_libxslt.h"
+
+#include "ZEPXMLSession_libxslt.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+#include <unordered_map>
+
+#include <libxslt/imports.h>
+
+namespace zep {
+namespace {
+
+using Counts = std::unordered_map<std::string_view, std::size_t>;
+
+constexpr std::string_view kAnyName = "*";
+constexpr std::size_t kSiblingsPerMillisecond = 300'000;
+constexpr std::size_t kFewPatterns = 10; // they take as long as a few expressions
+
+bool EndsName(char c) {
+  return c == '/' || c == '|' || c == ':' || c == '@' || c == ']' || c == ' ' || c == '\t' || c == '\r' ||
+         c == '\n';
+}
+
+// The name in front of a predicate, without its prefix.
+std::string_view NameBefore(std::string_view text) {
+  std::size_t begin = text.size();
+  while (begin > 0 && !EndsName(text[begin - 1])) {
+    --begin;
+  }
+  return text.substr(begin);
+}
+
+void CountPredicates(std::string_view pattern, Counts& counts) {
+  std::size_t depth = 0;
+  char quote = '\0';
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    const char c = pattern[i];
+    if (quote != '\0') {
+      quote = c == quote ? '\0' : quote;
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+    } else if (c == '[' && depth++ == 0) {
+      ++counts[NameBefore(pattern.substr(0, i))];
+    } else if (c == ']' && depth > 0) {
+      --depth;
+    }
+  }
+}
+
+std::size_t CountChildren(const xmlNode& parent) {
+  std::size_t count = 0;
+  for (const xmlNode* child = parent.children; child != nullptr; child = child->next) {
+    ++count;
+  }
+  return count;
+}
+
+bool HasChildren(const xmlNode& node) {
+  return (node.type == XML_ELEMENT_NODE || node.type == XML_DOCUMENT_NODE) && node.children != nullptr;
+}
+
+std::size_t MostSiblings(const xmlNode& top) {
+  std::size_t most = 0;
+  for (const xmlNode* node = &top; node != nullptr;) {
+    if (HasChildren(*node)) {
+      most = std::max(most, CountChildren(*node));
+      node = node->children;
+      continue;
+    }
+    while (node != &top && node->next == nullptr) {
+      node = node->parent;
+    }
+    node = node == &top ? nullptr : node->next;
+  }
+  return most;
+}
+
+} // namespace
+
+std::size_t CountPatternsWithPredicates(xsltStylesheetPtr stylesheet) {
+  Counts counts;
+  for (; stylesheet != nullptr; stylesheet = xsltNextImport(stylesheet)) {
+    for (const xsltTemplate* each = stylesheet->templates; each != nullptr; each = each->next) {
+      CountPredicates(each->match == nullptr ? "" : reinterpret_cast<const char*>(each->match), counts);
+    }
+  }
+  const std::size_t ofAny = counts[kAnyName];
+  std::size_t most = 0;
+  for (const auto& [name, count] : counts) {
+    most = std::max(most, name == kAnyName ? 0 : count);
+  }
+  return most + ofAny;
+}
+
+void CheckSiblings(XMLSession& session, const xmlNode& top) {
+  const auto allowed = static_cast<std::size_t>(session.Limits().time.count()) * kSiblingsPerMillisecond;
+  if (session.patternsWithPredicates >= kFewPatterns && !session.HasFailed() &&
+      MostSiblings(top) > allowed / session.patternsWithPredicates) {
+    session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many patterns with "
+                 "predicates for so many elements beside each other");
+  }
+}
+
+void CheckSiblings(XMLSession& session, const xmlNodeSet* trees) {
+  for (int i = 0; trees != nullptr && i < trees->nodeNr; ++i) {
+    CheckSiblings(session, *trees->nodeTab[i]);
+  }
+}
+
+} // namespace zep
