@@ -39,6 +39,9 @@ Replace ReplaceOf(std::string_view element, std::string_view attribute) {
   if (IsOneOf({"select", "test", "use"}, attribute) || (attribute == "value" && element == "number")) {
     return WithFunctionsForOperators;
   }
+  if (element == "key" && attribute == "match") {
+    return nullptr; // as a whole, later
+  }
   if (IsOneOf({"match", "count", "from"}, attribute)) {
     return PatternWithFunctionsForOperators;
   }

@@ -253,6 +253,14 @@ private:
     }
     return m_text.substr(begin, m_position - begin);
   }
+  // libxml2 takes them behind a prefix.
+  void SkipBlanksBeforeColon() {
+    const std::size_t end = m_position;
+    SkipBlanks();
+    if (At() != ':') {
+      m_position = end;
+    }
+  }
   // What follows a name, if it was a prefix.
   bool ReadLocalName(bool& isAny) {
     isAny = false;
@@ -436,8 +444,12 @@ private:
     if (Skip("*")) {
       return true;
     }
+    if (ReadName().empty()) {
+      return false;
+    }
+    SkipBlanksBeforeColon();
     bool isAny;
-    if (ReadName().empty() || !ReadLocalName(isAny)) {
+    if (!ReadLocalName(isAny)) {
       return false;
     }
     isNamed = !isAny;
