@@ -519,6 +519,7 @@ bool HasTooManyDeclarations(XMLSession& session, const xmlNode& node) {
 }
 
 bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
+  XMLOperatorReplacer replacer;
   for (const xmlNode* node = xmlDocGetRootElement(&document); node != nullptr; node = NextInDocument(node)) {
     if (HasTooManyDeclarations(session, *node)) {
       session.Fail("a stylesheet with more than 10000 top-level elements is refused");
@@ -528,7 +529,7 @@ bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
       session.Fail("an attribute with more than 64 expressions is refused");
       return true;
     }
-    if (!ReplaceOperators(*node)) {
+    if (!replacer.Replace(*node)) {
       session.Fail("out of memory");
       return true;
     }

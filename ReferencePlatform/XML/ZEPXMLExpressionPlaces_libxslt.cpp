@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -16,7 +17,7 @@
 namespace zep {
 namespace {
 
-using Replace = std::optional<std::string> (*)(std::string_view);
+using Rewrite = std::optional<std::string> (*)(std::string_view);
 
 const char* Text(const xmlChar* text) {
   return reinterpret_cast<const char*>(text);
@@ -26,16 +27,12 @@ const xmlChar* XMLText(const std::string& text) {
   return reinterpret_cast<const xmlChar*>(text.c_str());
 }
 
-bool IsXSLT(const xmlNs* space) {
-  return space != nullptr && xmlStrEqual(space->href, XSLT_NAMESPACE) != 0;
-}
-
 bool IsOneOf(std::initializer_list<std::string_view> names, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 // How the attribute of an instruction is to be read; null for a plain text.
-Replace ReplaceOf(std::string_view element, std::string_view attribute) {
+Rewrite RewriteOf(std::string_view element, std::string_view attribute) {
   if (IsOneOf({"select", "test", "use"}, attribute) || (attribute == "value" && element == "number")) {
     return WithFunctionsForOperators;
   }
@@ -50,8 +47,8 @@ Replace ReplaceOf(std::string_view element, std::string_view attribute) {
              : nullptr;
 }
 
-bool Put(const xmlNode& text, Replace replace) {
-  const std::optional<std::string> replaced = replace(Text(text.content));
+bool Put(const xmlNode& text, Rewrite rewrite) {
+  const std::optional<std::string> replaced = rewrite(Text(text.content));
   if (!replaced) {
     return true;
   }
@@ -103,17 +100,27 @@ bool ReplaceOperators(xsltStylesheetPtr stylesheet, xsltKeyDef& key) {
 
 } // namespace
 
-bool ReplaceOperators(const xmlNode& element) {
+bool XMLOperatorReplacer::IsXSLT(const xmlNs* space) {
+  if (space == nullptr || (space != m_xslt && xmlStrEqual(space->href, XSLT_NAMESPACE) == 0)) {
+    return false;
+  }
+  m_xslt = space;
+  return true;
+}
+
+bool XMLOperatorReplacer::Replace(const xmlNode& element) {
   if (element.type != XML_ELEMENT_NODE) {
     return true;
   }
-  const bool isInstruction = IsXSLT(element.ns);
   for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
     const xmlNode* const text = attribute->children;
-    const Replace replace = isInstruction ? ReplaceOf(Text(element.name), Text(attribute->name))
-                                          : AttributeWithFunctionsForOperators;
-    if (replace != nullptr && text != nullptr && text->type == XML_TEXT_NODE && text->content != nullptr &&
-        !IsXSLT(attribute->ns) && !Put(*text, replace)) {
+    if (text == nullptr || text->type != XML_TEXT_NODE || text->content == nullptr ||
+        std::strpbrk(Text(text->content), kSignsOfOperators) == nullptr || IsXSLT(attribute->ns)) {
+      continue;
+    }
+    const Rewrite rewrite = IsXSLT(element.ns) ? RewriteOf(Text(element.name), Text(attribute->name))
+                                               : AttributeWithFunctionsForOperators;
+    if (rewrite != nullptr && !Put(*text, rewrite)) {
       return false;
     }
   }

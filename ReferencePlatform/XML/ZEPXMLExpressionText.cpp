@@ -10,19 +10,17 @@
 namespace zep {
 namespace {
 
-constexpr std::string_view kOwnNames = "zep-operator-";
+constexpr std::string_view kOwnNames = "zep_operator_";
 constexpr std::string_view kUnknown = "unknown-"; // in front of one of them that is none of ours
 constexpr std::size_t kShortLiteral = 256;
 // libxml2 refuses what is nested more deeply, or has so many operators.
 constexpr std::size_t kMaxFrames = 512;
 constexpr std::size_t kMaxChanges = 1'000'000;
 
-constexpr std::string_view kBlanks = " \t\r\n";
-
 // ---- characters --------------------------------------------------------------------------------
 
 bool IsBlank(char c) {
-  return kBlanks.find(c) != std::string_view::npos;
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
 bool IsDigit(char c) {
@@ -516,7 +514,7 @@ private:
 
   State ReadOperator() {
     for (const Operator& one : kOperators) {
-      if (Rest().substr(0, one.text.size()) == one.text) {
+      if (one.text.front() == At() && Rest().substr(0, one.text.size()) == one.text) {
         Reduce(one.precedence);
         m_pending.push_back({&one, m_position});
         m_position += one.text.size();

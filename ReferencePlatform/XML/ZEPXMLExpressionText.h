@@ -7,13 +7,16 @@
 namespace zep {
 
 // The functions that stand for operators. A stylesheet that calls one itself finds it unknown.
-constexpr char kUnionFunction[] = "zep-operator-union";
-constexpr char kEqualFunction[] = "zep-operator-equal";
-constexpr char kNotEqualFunction[] = "zep-operator-not-equal";
-constexpr char kLessFunction[] = "zep-operator-less";
-constexpr char kLessOrEqualFunction[] = "zep-operator-less-or-equal";
-constexpr char kGreaterFunction[] = "zep-operator-greater";
-constexpr char kGreaterOrEqualFunction[] = "zep-operator-greater-or-equal";
+constexpr char kUnionFunction[] = "zep_operator_union";
+constexpr char kEqualFunction[] = "zep_operator_equal";
+constexpr char kNotEqualFunction[] = "zep_operator_not_equal";
+constexpr char kLessFunction[] = "zep_operator_less";
+constexpr char kLessOrEqualFunction[] = "zep_operator_less_or_equal";
+constexpr char kGreaterFunction[] = "zep_operator_greater";
+constexpr char kGreaterOrEqualFunction[] = "zep_operator_greater_or_equal";
+
+// Where none of these stands, there is nothing to change.
+constexpr char kSignsOfOperators[] = "|=<>_";
 
 // The text of an XPath expression with calls of these functions in place of those operators that may meet
 // two large sets of nodes. Nothing if it has none. What is not well-formed stays as it is, at the least as

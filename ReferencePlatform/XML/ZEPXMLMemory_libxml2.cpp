@@ -18,7 +18,9 @@ namespace {
 constexpr char kOverLimit[] = "more memory is needed than ZEP_XSLT_MAX_MEMORY_BYTES allows";
 constexpr char kShort[] = "out of memory";
 constexpr std::int64_t kNothingLeft = std::numeric_limits<std::int64_t>::min() / 2; // whatever is given back
-constexpr std::size_t kMaxBytes = std::numeric_limits<std::size_t>::max() / 4;      // sums do not overflow
+constexpr std::int64_t kBytesBetweenLooksAtTheClock = 16384;
+constexpr std::int64_t kEverything = std::numeric_limits<std::int64_t>::max() / 2;
+constexpr std::size_t kMaxBytes = std::numeric_limits<std::size_t>::max() / 4; // sums do not overflow
 
 // Asked for each block, also by a host that has nothing to do with us.
 __attribute__((tls_model("initial-exec"))) thread_local XMLMemory* currentMemory = nullptr;
@@ -147,7 +149,7 @@ void EnsureMemoryHooks() {
 
 XMLMemory::XMLMemory(std::size_t maxBytes, Owner& owner)
     : m_heap(XMLBlockHeap::Take()),
-      m_left(static_cast<std::int64_t>(maxBytes)),
+      m_account{static_cast<std::int64_t>(maxBytes)},
       m_isPlain(IsForTools()),
       m_owner(owner),
       m_outer(currentMemory) {
@@ -172,7 +174,8 @@ bool XMLMemory::Reserve(std::size_t bytes) {
 }
 
 bool XMLMemory::Allows(std::size_t bytes) {
-  if (m_left < 0 || static_cast<std::uint64_t>(m_left) < bytes) {
+  const std::int64_t left = m_account.Total();
+  if (left < 0 || static_cast<std::uint64_t>(left) < bytes) {
     FailOverLimit();
   }
   return Reserve(bytes);
@@ -187,11 +190,21 @@ void XMLMemory::Fail(const char* reason) {
   }
 }
 
+void XMLMemory::TakeChunk() {
+  m_account = {m_account.Total()};
+  LookAtTime();
+  if (IsOverLimit()) {
+    FailOverLimit();
+    return;
+  }
+  m_account.chunk = std::min(m_account.left, kBytesBetweenLooksAtTheClock);
+  m_account.left -= m_account.chunk;
+}
+
 void XMLMemory::LookAtTime() {
-  m_allocationsToLook = kAllocationsBetweenLooks;
   if (!m_hasFailed && !m_owner.HasTimeLeft()) {
     m_hasFailed = true;
-    m_left = kNothingLeft;
+    m_account = {kNothingLeft};
   }
 }
 
@@ -210,7 +223,6 @@ void* XMLMemory::Allocate(std::size_t bytes) {
 }
 
 void* XMLMemory::AllocateBlock(std::size_t bytes) {
-  CountAllocation(true);
   Take(XMLBlockHeap::RoomFor(bytes));
   void* const block = m_heap->Allocate(bytes);
   if (m_heap->IsShort()) [[unlikely]] {
@@ -259,9 +271,8 @@ void* XMLMemory::AllocateElsewhere(std::size_t bytes) {
     return nullptr;
   }
   const bool isSmall = bytes <= XMLBlockHeap::kMaxBlockBytes;
-  CountAllocation(isSmall);
   Take(bytes);
-  void* const memory = m_left < 0 && !isSmall ? nullptr : former.malloc(bytes);
+  void* const memory = IsOverLimit() && !isSmall ? nullptr : former.malloc(bytes);
   if (memory != nullptr) {
     Remember(memory, bytes);
     return memory;
@@ -279,9 +290,8 @@ void* XMLMemory::ReallocateElsewhere(void* memory, std::size_t bytes) {
   const std::size_t oldBytes = Forget(memory);
   GiveBack(oldBytes);
   const bool isSmall = bytes <= XMLBlockHeap::kMaxBlockBytes;
-  CountAllocation(isSmall);
   Take(bytes);
-  void* const moved = m_left < 0 && !isSmall ? nullptr : former.realloc(memory, bytes);
+  void* const moved = IsOverLimit() && !isSmall ? nullptr : former.realloc(memory, bytes);
   if (moved != nullptr) {
     Remember(moved, bytes);
     return moved;
@@ -320,11 +330,11 @@ std::size_t XMLMemory::Forget(void* memory) {
 
 XMLPlainMemory::XMLPlainMemory()
     : m_wasPlain(std::exchange(currentMemory->m_isPlain, true)),
-      m_left(std::exchange(currentMemory->m_left, std::numeric_limits<std::int64_t>::max())) {}
+      m_account(std::exchange(currentMemory->m_account, XMLMemory::Account{kEverything})) {}
 
 XMLPlainMemory::~XMLPlainMemory() {
   currentMemory->m_isPlain = m_wasPlain;
-  currentMemory->m_left = m_left;
+  currentMemory->m_account = m_account;
 }
 
 } // namespace zep

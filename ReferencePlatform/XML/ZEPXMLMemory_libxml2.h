@@ -55,37 +55,40 @@ public:
 private:
   friend class XMLPlainMemory;
 
+  // What may be taken is taken from a chunk of it, and what is given back is put aside until the chunk is
+  // used up: the clock is looked at then, since some loops of both libraries look at nothing else.
+  struct Account {
+    std::int64_t Total() const { return left + chunk + returned; }
+
+    std::int64_t left;
+    std::int64_t chunk = 0;
+    std::int64_t returned = 0;
+  };
+
   void* AllocateElsewhere(std::size_t bytes);
   void* ReallocateElsewhere(void* memory, std::size_t bytes);
   void* Moved(void* memory, std::size_t oldBytes, std::size_t bytes);
   void* AllocateBlock(std::size_t bytes);
   void Take(std::size_t bytes) {
-    m_left -= static_cast<std::int64_t>(bytes);
-    if (m_left < 0) [[unlikely]] {
-      FailOverLimit();
+    m_account.chunk -= static_cast<std::int64_t>(bytes);
+    if (m_account.chunk < 0) [[unlikely]] {
+      TakeChunk();
     }
   }
-  // Some loops of both libraries ask for memory and look at nothing else.
-  void CountAllocation(bool isSmall) {
-    if (--m_allocationsToLook == 0 || !isSmall) [[unlikely]] {
-      LookAtTime();
-    }
-  }
+  void TakeChunk();
+  bool IsOverLimit() const { return m_account.left < 0; }
   void LookAtTime();
-  void GiveBack(std::size_t bytes) { m_left += static_cast<std::int64_t>(bytes); }
+  void GiveBack(std::size_t bytes) { m_account.returned += static_cast<std::int64_t>(bytes); }
   void FailOverLimit();
   void FailShort();
   void Fail(const char* reason);
   void Remember(void* memory, std::size_t bytes);
   std::size_t Forget(void* memory);
 
-  static constexpr unsigned kAllocationsBetweenLooks = 256;
-
   XMLBlockHeap* m_heap;
-  std::int64_t m_left;
+  Account m_account;
   bool m_isPlain;
   bool m_hasFailed = false;
-  unsigned m_allocationsToLook = kAllocationsBetweenLooks;
   Owner& m_owner;
   XMLMemory* m_outer;
   XMLForeignBlocks m_elsewhere; // of this call
@@ -102,7 +105,7 @@ public:
 
 private:
   bool m_wasPlain;
-  std::int64_t m_left;
+  XMLMemory::Account m_account;
 };
 
 } // namespace zep

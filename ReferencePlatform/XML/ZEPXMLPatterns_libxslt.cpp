@@ -3,7 +3,10 @@
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <new>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 
@@ -77,8 +80,7 @@ std::size_t MostSiblings(const xmlNode& top) {
   return most;
 }
 
-} // namespace
-
+// How many of them libxslt tries on one node, at the most.
 std::size_t CountPatternsWithPredicates(xsltStylesheetPtr stylesheet) {
   Counts counts;
   for (; stylesheet != nullptr; stylesheet = xsltNextImport(stylesheet)) {
@@ -94,10 +96,26 @@ std::size_t CountPatternsWithPredicates(xsltStylesheetPtr stylesheet) {
   return most + ofAny;
 }
 
+// Also called from C.
+bool Count(XMLSession& session, std::optional<std::size_t>& patterns) {
+  try {
+    patterns = CountPatternsWithPredicates(session.Transformation()->style);
+    return true;
+  } catch (const std::bad_alloc&) {
+    session.Fail("out of memory");
+    return false;
+  }
+}
+
+} // namespace
+
 void CheckSiblings(XMLSession& session, const xmlNode& top) {
+  std::optional<std::size_t>& patterns = *session.patternsWithPredicates;
+  if (session.HasFailed() || (!patterns && !Count(session, patterns))) {
+    return;
+  }
   const auto allowed = static_cast<std::size_t>(session.Limits().time.count()) * kSiblingsPerMillisecond;
-  if (session.patternsWithPredicates >= kFewPatterns && !session.HasFailed() &&
-      MostSiblings(top) > allowed / session.patternsWithPredicates) {
+  if (*patterns >= kFewPatterns && MostSiblings(top) > allowed / *patterns) {
     session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many patterns with "
                  "predicates for so many elements beside each other");
   }

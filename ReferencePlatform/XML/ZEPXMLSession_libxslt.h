@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -81,9 +82,10 @@ public:
   std::size_t stylesheetBytes = 0; // of all its documents so far
   std::size_t readBytes = 0;
   std::vector<IncludedText> included;
-  std::size_t namespacePairs = 0;         // that its elements bring, squared
-  std::size_t declarations = 0;           // at the top level of its documents
-  std::size_t patternsWithPredicates = 0; // of the stylesheet that is applied, that may meet at one node
+  std::size_t namespacePairs = 0; // that its elements bring, squared
+  std::size_t declarations = 0;   // at the top level of its documents
+  std::optional<std::size_t>* patternsWithPredicates =
+      nullptr; // of the stylesheet that is applied, once counted
   int stylesheetDocuments = 0;
   int entityReferences = 0;
 

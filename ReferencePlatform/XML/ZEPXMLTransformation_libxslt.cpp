@@ -204,10 +204,7 @@ xsltTransformContextPtr XMLTransformation::Prepare(XMLSession& session, xmlDocPt
 constexpr std::size_t kBytesOfSmallDocument = std::size_t{16} << 10;
 
 void XMLTransformation::CheckPatterns(XMLSession& session, const xmlDoc& document) {
-  if (!m_patternsWithPredicates) {
-    m_patternsWithPredicates = CountPatternsWithPredicates(m_stylesheet);
-  }
-  session.patternsWithPredicates = *m_patternsWithPredicates;
+  session.patternsWithPredicates = &m_patternsWithPredicates;
   if (session.readBytes > kBytesOfSmallDocument) {
     CheckSiblings(session, reinterpret_cast<const xmlNode&>(document));
   }
@@ -219,14 +216,15 @@ XMLDocument XMLTransformation::Apply(XMLSession& session, xmlDocPtr document,
   XSLTContext context;
   const xsltTransformContextPtr transformation = Prepare(session, document, parameters);
   context = std::move(m_context);
-  CheckPatterns(session, *document);
   if (transformation == nullptr || session.HasFailed()) {
     return nullptr;
   }
   session.SetEmptyStylesheet(&m_empty);
   session.SetTransformation(transformation);
-  XMLDocument result(
-      xsltApplyStylesheetUser(m_stylesheet, document, nullptr, nullptr, nullptr, transformation));
+  CheckPatterns(session, *document);
+  XMLDocument result(session.HasFailed() ? nullptr
+                                         : xsltApplyStylesheetUser(m_stylesheet, document, nullptr, nullptr,
+                                                                   nullptr, transformation));
   session.SetTransformation(nullptr);
   transformation->style = m_stylesheet;
   if (session.HasFailed()) {

@@ -188,10 +188,10 @@ TEST(XMLExpressionText, xml_operators_of_an_expression_become_functions) {
       {__LINE__, "a/ | b", kSame},
       {__LINE__, "a | b[]", kSame},
       // our own names
-      {__LINE__, "zep-operator-union(a, b)", "unknown-U(a, b)"},
-      {__LINE__, "a|zep-operator-none(b = c)", "U(a,unknown-zep-operator-none(E(b , c)))"},
-      {__LINE__, "zep-operator-union", kSame},
-      {__LINE__, "'zep-operator-union(a, b)'", kSame},
+      {__LINE__, "zep_operator_union(a, b)", "unknown-U(a, b)"},
+      {__LINE__, "a|zep_operator_none(b = c)", "U(a,unknown-zep_operator_none(E(b , c)))"},
+      {__LINE__, "zep_operator_union", kSame},
+      {__LINE__, "'zep_operator_union(a, b)'", kSame},
   };
   for (const Row& row : rows) {
     ExpectRow(row, zep::WithFunctionsForOperators);

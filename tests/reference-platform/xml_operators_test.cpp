@@ -377,7 +377,7 @@ TEST_F(XMLOperators, xml_expressions_of_each_place_give_what_they_give_elsewhere
       {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='//b | none()'/></o></xsl:template>"},
       {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='//b | '/></o></xsl:template>"},
       {__LINE__,
-       "<xsl:template match='/'><o><xsl:value-of select='zep-operator-union(//b, //c)'/></o></xsl:template>"},
+       "<xsl:template match='/'><o><xsl:value-of select='zep_operator_union(//b, //c)'/></o></xsl:template>"},
       {__LINE__,
        "<xsl:variable name='tree'><b>1</b></xsl:variable><xsl:template match='/'><o><xsl:value-of select='$tree = //b'/>"
        "<xsl:value-of select='$tree &lt; //c'/></o></xsl:template>"},
