@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <memory_resource>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -120,21 +122,16 @@ bool MayBeSlow(const Operator& between, Kind left, Kind right) {
 
 class Changes {
 public:
-  void Open(std::size_t position, std::string_view function) {
-    m_changes.push_back({position, Rank::Open, 0, function});
-  }
-  void Comma(std::size_t position, std::size_t length) {
-    m_changes.push_back({position, Rank::Comma, length, {}});
-  }
-  void Close(std::size_t position) { m_changes.push_back({position, Rank::Close, 0, {}}); }
-  void MakeUnknown(std::size_t position) { m_changes.push_back({position, Rank::Unknown, 0, {}}); }
+  explicit Changes(std::pmr::memory_resource& memory) : m_changes(&memory) {}
+
+  void Open(std::size_t position, std::string_view function) { Add(position, Rank::Open, 0, function); }
+  void Comma(std::size_t position, std::size_t length) { Add(position, Rank::Comma, length, {}); }
+  void Close(std::size_t position) { Add(position, Rank::Close, 0, {}); }
+  void MakeUnknown(std::size_t position) { Add(position, Rank::Unknown, 0, {}); }
   std::size_t Count() const { return m_changes.size(); }
 
   std::string AppliedTo(std::string_view text) {
-    std::reverse(m_changes.begin(), m_changes.end()); // an outer call came later, and opens first
-    std::stable_sort(m_changes.begin(), m_changes.end(), [](const Change& one, const Change& other) {
-      return std::pair(one.position, one.rank) < std::pair(other.position, other.rank);
-    });
+    std::sort(m_changes.begin(), m_changes.end());
     std::string result;
     std::size_t done = 0;
     for (const Change& change : m_changes) {
@@ -148,11 +145,20 @@ public:
 private:
   enum class Rank { Close, Comma, Open, Unknown }; // in this order at one place
   struct Change {
+    bool operator<(const Change& other) const {
+      return std::tie(position, rank, other.number) < std::tie(other.position, other.rank, number);
+    }
+
     std::size_t position;
     Rank rank;
+    std::size_t number; // an outer call comes later, and opens first
     std::size_t removed;
     std::string_view function;
   };
+
+  void Add(std::size_t position, Rank rank, std::size_t removed, std::string_view function) {
+    m_changes.push_back({position, rank, m_changes.size(), removed, function});
+  }
 
   static void Append(const Change& change, std::string& result) {
     switch (change.rank) {
@@ -171,7 +177,7 @@ private:
     }
   }
 
-  std::vector<Change> m_changes;
+  std::pmr::vector<Change> m_changes;
 };
 
 // ---- reading an expression ---------------------------------------------------------------------
@@ -573,11 +579,13 @@ private:
 
   std::string_view m_text;
   std::size_t m_position = 0;
-  std::vector<Frame> m_frames;
-  std::vector<Operand> m_operands;
-  std::vector<Pending> m_pending;
-  std::vector<std::size_t> m_bars;
-  Changes m_changes;
+  std::array<std::byte, 4096> m_firstMemory; // enough for nearly all expressions
+  std::pmr::monotonic_buffer_resource m_memory{m_firstMemory.data(), m_firstMemory.size()};
+  std::pmr::vector<Frame> m_frames{&m_memory};
+  std::pmr::vector<Operand> m_operands{&m_memory};
+  std::pmr::vector<Pending> m_pending{&m_memory};
+  std::pmr::vector<std::size_t> m_bars{&m_memory};
+  Changes m_changes{m_memory};
 };
 
 // Most expressions need no second look.

@@ -65,7 +65,7 @@ private:
     std::int64_t returned = 0;
   };
 
-  void* AllocateElsewhere(std::size_t bytes);
+  [[gnu::noinline]] void* AllocateElsewhere(std::size_t bytes);
   void* ReallocateElsewhere(void* memory, std::size_t bytes);
   void* Moved(void* memory, std::size_t oldBytes, std::size_t bytes);
   void* AllocateBlock(std::size_t bytes);
@@ -75,7 +75,7 @@ private:
       TakeChunk();
     }
   }
-  void TakeChunk();
+  [[gnu::noinline, gnu::cold]] void TakeChunk();
   bool IsOverLimit() const { return m_account.left < 0; }
   void LookAtTime();
   void GiveBack(std::size_t bytes) { m_account.returned += static_cast<std::int64_t>(bytes); }
