@@ -52,7 +52,6 @@ class Attack:
     encode: str = "utf-8"
     encode_stylesheet: str = "utf-8"
     escapes: bool = False  # \xNN in the expression is a byte
-    open: str | None = None  # why it is known not to hold
 
 
 @dataclasses.dataclass
