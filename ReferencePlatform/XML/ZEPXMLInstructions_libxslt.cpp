@@ -1,5 +1,6 @@
 #include "ZEPXMLInstructions_libxslt.h"
 
+#include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <cstddef>
@@ -71,14 +72,14 @@ void AddTree(XMLSession& session, const xmlNode& top, Weight& weight) {
   }
 }
 
-bool IsCopyOf(const xmlNode& instruction) {
+bool Is(const xmlNode& instruction, xsltStyleType type, const char* name) {
   if (instruction.type != XML_ELEMENT_NODE || instruction.psvi == nullptr ||
       instruction.psvi == static_cast<const void*>(xsltExtMarker) || instruction.ns == nullptr) {
     return false;
   }
   // The name is looked at last: nearly all instructions are something else.
-  return static_cast<const xsltElemPreComp*>(instruction.psvi)->type == XSLT_FUNC_COPYOF &&
-         xmlStrEqual(instruction.ns->href, XSLT_NAMESPACE) != 0 && IS_XSLT_NAME(&instruction, "copy-of");
+  return static_cast<const xsltElemPreComp*>(instruction.psvi)->type == type &&
+         xmlStrEqual(instruction.ns->href, XSLT_NAMESPACE) != 0 && IS_XSLT_NAME(&instruction, name);
 }
 
 using XPathObject = std::unique_ptr<xmlXPathObject, void (*)(xmlXPathObjectPtr)>;
@@ -172,8 +173,13 @@ void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr cu
   if (session.Transformation()->depth >= session.Limits().maxTemplateDepth) {
     session.Fail("the templates call each other too deeply: an endless recursion");
   }
-  if (!session.HasFailed() && instruction != nullptr && IsCopyOf(*instruction)) {
+  if (session.HasFailed() || instruction == nullptr) {
+    return;
+  }
+  if (Is(*instruction, XSLT_FUNC_COPYOF, "copy-of")) {
     WatchCopy(session, *instruction, current);
+  } else if (current != nullptr && Is(*instruction, XSLT_FUNC_NUMBER, "number")) {
+    CheckNumber(session, *instruction, *current);
   }
 }
 

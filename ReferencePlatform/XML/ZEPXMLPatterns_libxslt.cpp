@@ -64,11 +64,12 @@ bool HasChildren(const xmlNode& node) {
   return (node.type == XML_ELEMENT_NODE || node.type == XML_DOCUMENT_NODE) && node.children != nullptr;
 }
 
-std::size_t MostSiblings(const xmlNode& top) {
-  std::size_t most = 0;
+// Calls `visit` with each node that has children.
+template <class Visit>
+void VisitParents(const xmlNode& top, const Visit& visit) {
   for (const xmlNode* node = &top; node != nullptr;) {
     if (HasChildren(*node)) {
-      most = std::max(most, CountChildren(*node));
+      visit(*node);
       node = node->children;
       continue;
     }
@@ -77,7 +78,45 @@ std::size_t MostSiblings(const xmlNode& top) {
     }
     node = node == &top ? nullptr : node->next;
   }
+}
+
+std::size_t MostSiblings(const xmlNode& top) {
+  std::size_t most = 0;
+  VisitParents(top, [&most](const xmlNode& parent) { most = std::max(most, CountChildren(parent)); });
   return most;
+}
+
+std::size_t AllowedVisits(const XMLSession& session) {
+  return static_cast<std::size_t>(session.Limits().time.count()) * kSiblingsPerMillisecond;
+}
+
+bool HasPredicate(const xmlNode& instruction) {
+  for (const xmlAttr* attribute = instruction.properties; attribute != nullptr; attribute = attribute->next) {
+    const xmlNode* const text = attribute->children;
+    if (text != nullptr && text->content != nullptr && xmlStrchr(text->content, '[') != nullptr) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Each of so many siblings counts those before it.
+std::size_t Pairs(std::size_t siblings) {
+  return siblings * siblings / 2;
+}
+
+// Of all nodes before this one.
+std::size_t PairsBefore(const xmlNode& current, std::size_t enough) {
+  std::size_t pairs = 0;
+  for (const xmlNode* node = &current; node != nullptr && pairs <= enough; node = node->parent) {
+    std::size_t before = 0;
+    for (const xmlNode* sibling = node->prev; sibling != nullptr; sibling = sibling->prev) {
+      ++before;
+      VisitParents(*sibling, [&pairs](const xmlNode& parent) { pairs += Pairs(CountChildren(parent)); });
+    }
+    pairs += Pairs(before);
+  }
+  return pairs;
 }
 
 // How many of them libxslt tries on one node, at the most.
@@ -114,8 +153,7 @@ void CheckSiblings(XMLSession& session, const xmlNode& top) {
   if (session.HasFailed() || (!patterns && !Count(session, patterns))) {
     return;
   }
-  const auto allowed = static_cast<std::size_t>(session.Limits().time.count()) * kSiblingsPerMillisecond;
-  if (*patterns >= kFewPatterns && MostSiblings(top) > allowed / *patterns) {
+  if (*patterns >= kFewPatterns && MostSiblings(top) > AllowedVisits(session) / *patterns) {
     session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many patterns with "
                  "predicates for so many elements beside each other");
   }
@@ -124,6 +162,16 @@ void CheckSiblings(XMLSession& session, const xmlNode& top) {
 void CheckSiblings(XMLSession& session, const xmlNodeSet* trees) {
   for (int i = 0; trees != nullptr && i < trees->nodeNr; ++i) {
     CheckSiblings(session, *trees->nodeTab[i]);
+  }
+}
+
+void CheckNumber(XMLSession& session, const xmlNode& instruction, const xmlNode& current) {
+  const std::size_t allowed = AllowedVisits(session);
+  if (current.type != XML_NAMESPACE_DECL && HasPredicate(instruction) &&
+      PairsBefore(current, allowed) > allowed) {
+    session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it numbers by a pattern with "
+                 "predicates among too many elements beside each other");
+    session.PreventNumber(static_cast<xsltStylePreComp*>(instruction.psvi)->numdata);
   }
 }
 

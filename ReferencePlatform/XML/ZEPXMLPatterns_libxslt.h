@@ -12,4 +12,7 @@ class XMLSession;
 void CheckSiblings(XMLSession& session, const xmlNode& top);
 void CheckSiblings(XMLSession& session, const xmlNodeSet* trees);
 
+// The same before xsl:number: in front of each node that it tries such a pattern on, it counts those before.
+void CheckNumber(XMLSession& session, const xmlNode& instruction, const xmlNode& current);
+
 } // namespace zep

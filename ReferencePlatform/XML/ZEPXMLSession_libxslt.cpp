@@ -257,6 +257,17 @@ void XMLSession::CheckUse() {
   }
 }
 
+void XMLSession::PreventNumber(xsltNumberData& number) {
+  m_preventedNumber = &number;
+  m_levelOfPreventedNumber = std::exchange(number.level, reinterpret_cast<const xmlChar*>("none"));
+}
+
+void XMLSession::AllowNumber() {
+  if (m_preventedNumber != nullptr) {
+    std::exchange(m_preventedNumber, nullptr)->level = m_levelOfPreventedNumber;
+  }
+}
+
 void XMLSession::WatchWrittenText() {
   CountUnfilledText();
   const xsltTransformContext& transformation = *m_transformation;

@@ -73,6 +73,9 @@ public:
   // In the place of the transformation's own once it is ended: libxslt goes on with its node list, and would
   // try each pattern on each of them.
   void SetEmptyStylesheet(xsltStylesheetPtr stylesheet) { m_emptyStylesheet = stylesheet; }
+  // libxslt carries out the instruction before which it is stopped: one that numbers would still count.
+  void PreventNumber(xsltNumberData& number);
+  void AllowNumber();
   // No text that is made from another one is longer.
   std::size_t TextBytes() const { return readBytes + m_madeTextBytes; }
   xsltTransformContextPtr Transformation() const { return m_transformation; }
@@ -108,6 +111,8 @@ private:
   xmlParserCtxtPtr m_parser = nullptr;
   xsltTransformContextPtr m_transformation = nullptr;
   xsltStylesheetPtr m_emptyStylesheet = nullptr;
+  xsltNumberData* m_preventedNumber = nullptr;
+  const xmlChar* m_levelOfPreventedNumber = nullptr;
 
   bool m_hasExpressionError = false;
   bool m_isParserBusy = false; // with what stopping it would free

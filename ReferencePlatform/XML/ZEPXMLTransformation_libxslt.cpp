@@ -226,6 +226,7 @@ XMLDocument XMLTransformation::Apply(XMLSession& session, xmlDocPtr document,
                                          : xsltApplyStylesheetUser(m_stylesheet, document, nullptr, nullptr,
                                                                    nullptr, transformation));
   session.SetTransformation(nullptr);
+  session.AllowNumber();
   transformation->style = m_stylesheet;
   if (session.HasFailed()) {
     return nullptr;
