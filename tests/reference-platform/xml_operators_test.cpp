@@ -61,11 +61,13 @@ Document Parsed(const std::string& text) {
 
 std::string PlainlyApplied(const std::string& sheet, const std::string& expression) {
   const Quiet quiet;
+  Document source = Parsed(sheet);
   const std::unique_ptr<xsltStylesheet, void (*)(xsltStylesheetPtr)> stylesheet(
-      xsltParseStylesheetDoc(Parsed(sheet).release()), xsltFreeStylesheet);
-  if (stylesheet == nullptr || stylesheet->errors != 0) {
+      xsltParseStylesheetDoc(source.get()), xsltFreeStylesheet);
+  if (stylesheet == nullptr) {
     return kFailed;
   }
+  static_cast<void>(source.release()); // belongs to the stylesheet now
   const Document document = Parsed(expression);
   const Document result(xsltApplyStylesheet(stylesheet.get(), document.get(), nullptr), xmlFreeDoc);
   xmlChar* bytes = nullptr;
