@@ -85,6 +85,9 @@ std::string PathsOfKey(std::string_view pattern) {
 }
 
 bool ReplaceOperators(xsltStylesheetPtr stylesheet, xsltKeyDef& key) {
+  if (std::strpbrk(Text(key.match), kSignsOfOperators) == nullptr) {
+    return true;
+  }
   const std::optional<std::string> text = WithFunctionsForOperators(PathsOfKey(Text(key.match)));
   if (!text || key.comp == nullptr) {
     return true;

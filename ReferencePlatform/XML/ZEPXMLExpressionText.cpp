@@ -588,10 +588,27 @@ private:
   Changes m_changes{m_memory};
 };
 
+// What is compared with a short literal or a number, behind the operator, is no second set.
+bool IsBeforeSmall(std::string_view text, std::size_t operatorEnd) {
+  const std::size_t next = text.find_first_not_of(" \t\r\n", operatorEnd);
+  return next != std::string_view::npos && text.size() <= kShortLiteral &&
+         (IsDigit(text[next]) || text[next] == '\'' || text[next] == '"');
+}
+
 // Most expressions need no second look.
 bool MayNeedChanges(std::string_view text) {
-  const auto isSign = [](char c) { return c == '|' || (c >= '<' && c <= '>'); };
-  return std::any_of(text.begin(), text.end(), isSign) || text.find(kOwnNames) != std::string_view::npos;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '|') {
+      return true;
+    }
+    if (text[i] >= '<' && text[i] <= '>') {
+      i += i + 1 < text.size() && text[i + 1] == '=' ? 1 : 0;
+      if (!IsBeforeSmall(text, i + 1)) {
+        return true;
+      }
+    }
+  }
+  return text.find(kOwnNames) != std::string_view::npos;
 }
 
 // ---- where expressions stand in other texts ----------------------------------------------------
