@@ -46,19 +46,15 @@ bool mayEndInside(const Text& text, const Text& pattern) {
   }
 }
 
-// As SearchSubString for a quote, which mostly stands a few characters further on: no search is needed
+// As SearchSubString for a quote, which mostly stands right behind an equals sign: no search is needed
 // where the text type shows its characters. REQUIRES: one character, and a start of 0 or more.
 template <class Text>
 int searchQuote(const Text& text, const Text& quote, int start) {
   if constexpr (requires { text.CastToUnitPtr()[0]; }) {
-    constexpr int near = 16;
     const auto* const units = text.CastToUnitPtr();
-    const auto wanted = quote.CastToUnitPtr()[0];
-    const int end = start + std::min(near, text.GetLengthInChar() - start);
-    for (; start < end; ++start) {
-      if (units[start] == wanted) {
-        return start;
-      }
+    if (start < text.GetLengthInChar() - 1 && units[start + 1] == quote.CastToUnitPtr()[0] &&
+        units[start] != units[start + 1]) {
+      return start + 1;
     }
   }
   return text.SearchSubString(quote, start, forward);
@@ -182,8 +178,6 @@ public:
     m_value = m_part.SubString(opening + 1, closing - opening - 1);
     return true;
   }
-  // Where the first such attribute at or behind `start` is, or -1.
-  int FindAttribute(int start) { return m_attribute.From(start); }
   const ZEPUnicodeString& Value() const { return m_value; }
   int ClosingQuote() const { return m_closingQuote; }
 

@@ -139,6 +139,7 @@ public:
         m_entries(piece, "InheritedEff"),
         m_filterableIds(piece, "FilterableId"),
         m_holderNames(piece, "HolderName"),
+        m_changes(piece, "OperationHandlerId"),
         m_handlerIds(piece, "OperationHandlerId") {}
 
   const ZEPUnicodeString& ContextName() {
@@ -163,8 +164,8 @@ public:
   // A change is listed under the holder name that was read last, whichever context that was in.
   void CollectOperationHandlers(ZEPCfgContextExpression& context) {
     m_walk.Begin();
-    for (int change = m_handlerIds.FindAttribute(0); m_walk.Enters(change);
-         change = m_handlerIds.FindAttribute(m_handlerIds.ClosingQuote())) {
+    for (int change = m_changes.From(0); m_walk.Enters(change);
+         change = m_changes.From(m_handlerIds.ClosingQuote())) {
       ReadNumber(m_handlerIds, change);
       context.m_operationHandlerIds.Append(m_number);
       context.m_holderNames.Append(m_holderName);
@@ -185,6 +186,7 @@ private:
   ForwardSearch m_entries;
   AttributeValues m_filterableIds;
   AttributeValues m_holderNames;
+  ForwardSearch m_changes;
   AttributeValues m_handlerIds;
   Walk m_walk;
   int m_number = 0;
