@@ -76,6 +76,11 @@ Kind KindOfCall(std::string_view name) {
   return name == "current" ? Kind::Node : Kind::Nodes;
 }
 
+// Along these, several nodes have nodes in common.
+constexpr std::array<std::string_view, 9> kSharedAxes = {
+    "ancestor",          "ancestor-or-self", "descendant", "descendant-or-self", "following",
+    "following-sibling", "parent",           "preceding",  "preceding-sibling"};
+
 // ---- operators ---------------------------------------------------------------------------------
 
 enum class Class : unsigned char { Other, Equality, Order };
@@ -118,6 +123,23 @@ bool MayBeSlow(const Operator& between, Kind left, Kind right) {
   return false;
 }
 
+// ---- paths -------------------------------------------------------------------------------------
+
+// What comes in place of one slash between two steps, of two, or in front of a step behind two.
+struct Cut {
+  std::string_view one;
+  std::string_view two;
+  std::string_view behindTwo;
+};
+
+constexpr std::string_view kPathBegin = "zep_operator_path(zep_operator_begin(),";
+constexpr Cut kFirstCut = {")[zep_operator_collect(", ")[zep_operator_collect(.//",
+                           ".)[zep_operator_collect("};
+constexpr Cut kLaterCut = {")],zep_operator_next()[zep_operator_collect(",
+                           ")],zep_operator_next()[zep_operator_collect(.//",
+                           ".)],zep_operator_next()[zep_operator_collect("};
+constexpr std::string_view kPathEnd = ")])";
+
 // ---- changes to the text -----------------------------------------------------------------------
 
 class Changes {
@@ -125,9 +147,11 @@ public:
   explicit Changes(std::pmr::memory_resource& memory) : m_changes(&memory) {}
 
   void Open(std::size_t position, std::string_view function) { Add(position, Rank::Open, 0, function); }
-  void Comma(std::size_t position, std::size_t length) { Add(position, Rank::Comma, length, {}); }
-  void Close(std::size_t position) { Add(position, Rank::Close, 0, {}); }
-  void MakeUnknown(std::size_t position) { Add(position, Rank::Unknown, 0, {}); }
+  void Replace(std::size_t position, std::size_t length, std::string_view text) {
+    Add(position, Rank::Replace, length, text);
+  }
+  void Close(std::size_t position, std::string_view text = ")") { Add(position, Rank::Close, 0, text); }
+  void MakeUnknown(std::size_t position) { Add(position, Rank::Unknown, 0, kUnknown); }
   std::size_t Count() const { return m_changes.size(); }
 
   std::string AppliedTo(std::string_view text) {
@@ -135,46 +159,31 @@ public:
     std::string result;
     std::size_t done = 0;
     for (const Change& change : m_changes) {
-      result += text.substr(done, change.position - done);
+      result.append(text.substr(done, change.position - done)).append(change.text);
+      result += change.rank == Rank::Open ? "(" : "";
       done = change.position + change.removed;
-      Append(change, result);
     }
     return result.append(text.substr(done));
   }
 
 private:
-  enum class Rank { Close, Comma, Open, Unknown }; // in this order at one place
+  enum class Rank { Close, Open, Replace, Unknown }; // in this order at one place
   struct Change {
     bool operator<(const Change& other) const {
-      return std::tie(position, rank, other.number) < std::tie(other.position, other.rank, number);
+      return std::tie(position, rank) == std::tie(other.position, other.rank)
+                 ? (rank == Rank::Open ? number > other.number : number < other.number)
+                 : std::tie(position, rank) < std::tie(other.position, other.rank);
     }
 
     std::size_t position;
     Rank rank;
-    std::size_t number; // an outer call comes later, and opens first
+    std::size_t number; // an outer call comes later: it opens first and closes last
     std::size_t removed;
-    std::string_view function;
+    std::string_view text;
   };
 
-  void Add(std::size_t position, Rank rank, std::size_t removed, std::string_view function) {
-    m_changes.push_back({position, rank, m_changes.size(), removed, function});
-  }
-
-  static void Append(const Change& change, std::string& result) {
-    switch (change.rank) {
-    case Rank::Close:
-      result += ')';
-      break;
-    case Rank::Comma:
-      result += ',';
-      break;
-    case Rank::Open:
-      result.append(change.function) += '(';
-      break;
-    case Rank::Unknown:
-      result += kUnknown;
-      break;
-    }
+  void Add(std::size_t position, Rank rank, std::size_t removed, std::string_view text) {
+    m_changes.push_back({position, rank, m_changes.size(), removed, text});
   }
 
   std::pmr::vector<Change> m_changes;
@@ -214,9 +223,17 @@ private:
     Kind callKind = Kind::Small;
     std::size_t pending = 0; // below it, those of other frames
     std::size_t bars = 0;
-    Operand path;   // the operand that is being read
+    Operand path; // the operand that is being read; its kind is that of the steps since the last cut
+    std::size_t cuts = 0;
+    bool isBehindStep = false;
     Operand united; // those before it, with bars between them
     std::size_t setsUnited = 0;
+  };
+  struct Slashes {
+    std::size_t begin;
+    bool isDouble = false;
+    bool isRepeated = false;
+    bool isWell = true;
   };
   enum class State { WantsOperand, InPath, Ended, Fault };
 
@@ -323,6 +340,8 @@ private:
       return ReadMinus(frame);
     }
     frame.path = {m_position, m_position, Kind::Node};
+    frame.cuts = 0;
+    frame.isBehindStep = false;
     return ReadPrimary(frame);
   }
 
@@ -372,21 +391,76 @@ private:
 
   State ReadRoot(Frame& frame) {
     frame.path.end = m_position + 1;
-    ReadSlashes(frame);
+    const Slashes slashes = ReadSlashes(true);
+    ReplaceRepeated(slashes);
     const char next = At();
     const bool isStep = IsNameStart(next) || next == '.' || next == '@' || next == '*';
-    return isStep ? ReadStep(frame) : State::InPath;
+    return !slashes.isWell ? State::Fault : isStep ? ReadStepBehind(frame, slashes) : State::InPath;
   }
 
-  // libxml2 takes more than two of them here and there.
-  void ReadSlashes(Frame& frame) {
-    while (At() == '/') {
-      if (At(1) == '/') {
-        frame.path.kind = Kind::Nodes;
+  State ReadNextStep(Frame& frame) {
+    const Slashes slashes = ReadSlashes(false);
+    if (!slashes.isWell || (slashes.isRepeated && frame.isBehindStep)) {
+      return State::Fault;
+    }
+    if (frame.path.kind == Kind::Nodes && (slashes.isDouble || IsAtSharedAxis())) {
+      const Cut& cut = NextCut(frame);
+      m_changes.Replace(slashes.begin, m_position - slashes.begin, slashes.isDouble ? cut.two : cut.one);
+    } else {
+      ReplaceRepeated(slashes);
+    }
+    return ReadStepBehind(frame, slashes);
+  }
+
+  // Two slashes are a step themselves, to any number of nodes.
+  State ReadStepBehind(Frame& frame, const Slashes& slashes) {
+    if (slashes.isDouble) {
+      frame.path.kind = Kind::Nodes;
+      if (IsAtSharedAxis()) {
+        m_changes.Replace(m_position, 0, NextCut(frame).behindTwo);
       }
-      ++m_position;
+    }
+    return ReadStep(frame);
+  }
+
+  // What follows is evaluated for one node at a time.
+  static const Cut& NextCut(Frame& frame) {
+    frame.path.kind = Kind::Node;
+    return frame.cuts++ == 0 ? kFirstCut : kLaterCut;
+  }
+
+  // In front of the first step libxml2 takes more slashes than there should be. The nodes are the same.
+  void ReplaceRepeated(const Slashes& slashes) {
+    if (slashes.isRepeated) {
+      m_changes.Replace(slashes.begin, m_position - slashes.begin, slashes.isDouble ? "//" : "/");
+    }
+  }
+
+  // One or two of them; more only as libxml2 takes them.
+  Slashes ReadSlashes(bool isRoot) {
+    Slashes slashes{m_position};
+    int behindDouble = 0;
+    for (bool isFirst = true; At() == '/'; isFirst = false) {
+      const bool isDouble = Skip("//") || !Skip("/");
+      behindDouble += slashes.isDouble ? 1 : 0;
+      slashes.isRepeated = !isFirst;
+      slashes.isWell = slashes.isWell && behindDouble <= 1 && (isFirst || isRoot || slashes.isDouble);
+      slashes.isDouble = slashes.isDouble || isDouble;
       SkipBlanks();
     }
+    return slashes;
+  }
+
+  bool IsAtSharedAxis() {
+    if (At() == '.') {
+      return At(1) == '.';
+    }
+    const std::size_t begin = m_position;
+    const std::string_view name = ReadName();
+    SkipBlanks();
+    const bool isAxis = Skip("::");
+    m_position = begin;
+    return isAxis && IsOneOf(kSharedAxes, name);
   }
 
   State ReadCallOrStep(Frame& frame) {
@@ -441,6 +515,7 @@ private:
       frame.path.kind = Kind::Nodes;
     }
     frame.path.end = m_position;
+    frame.isBehindStep = true;
     return State::InPath;
   }
 
@@ -482,8 +557,7 @@ private:
       Push(']');
       return State::WantsOperand;
     case '/':
-      ReadSlashes(frame);
-      return ReadStep(frame);
+      return ReadNextStep(frame);
     case '|':
       EndPath(frame);
       m_bars.push_back(m_position++);
@@ -496,6 +570,11 @@ private:
   }
 
   void EndPath(Frame& frame) {
+    if (frame.cuts != 0) {
+      m_changes.Close(frame.path.end, kPathEnd);
+      m_changes.Open(frame.path.begin, kPathBegin);
+      frame.path.kind = Kind::Nodes;
+    }
     if (m_bars.size() == frame.bars) {
       frame.united = frame.path;
       frame.setsUnited = 0;
@@ -510,7 +589,7 @@ private:
       if (frame.setsUnited > 1) {
         m_changes.Close(frame.united.end);
         std::for_each(m_bars.begin() + static_cast<std::ptrdiff_t>(frame.bars), m_bars.end(),
-                      [this](std::size_t bar) { m_changes.Comma(bar, 1); });
+                      [this](std::size_t bar) { m_changes.Replace(bar, 1, ","); });
         m_changes.Open(frame.united.begin, kUnionFunction);
       }
       m_bars.resize(frame.bars);
@@ -541,7 +620,7 @@ private:
       Operand& left = m_operands.back();
       if (MayBeSlow(*between.sign, left.kind, right.kind)) {
         m_changes.Close(right.end);
-        m_changes.Comma(between.position, between.sign->text.size());
+        m_changes.Replace(between.position, between.sign->text.size(), ",");
         m_changes.Open(left.begin, between.sign->function);
       }
       left.end = right.end;
@@ -595,10 +674,27 @@ bool IsBeforeSmall(std::string_view text, std::size_t operatorEnd) {
          (IsDigit(text[next]) || text[next] == '\'' || text[next] == '"');
 }
 
+// Whether the step behind this slash may come to a node from several others.
+bool MayBeShared(std::string_view text, std::size_t slash, bool hasAxes) {
+  const std::size_t next = text.find_first_not_of(" \t\r\n", slash + 1);
+  if (next == std::string_view::npos) {
+    return false;
+  }
+  return hasAxes || text[next] == '.' || (text[next] == '/' && slash != 0);
+}
+
+// Behind ../.. and the like, which come from one node to one other.
+std::size_t EndOfParents(std::string_view text) {
+  const std::size_t end = text.find_first_not_of("./");
+  return text.substr(0, end).find("//") == std::string_view::npos ? end : 0;
+}
+
 // Most expressions need no second look.
 bool MayNeedChanges(std::string_view text) {
+  const bool hasAxes = text.find("::") != std::string_view::npos;
+  const std::size_t parents = EndOfParents(text);
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '|') {
+    if (text[i] == '|' || (text[i] == '/' && i > parents && MayBeShared(text, i, hasAxes))) {
       return true;
     }
     if (text[i] >= '<' && text[i] <= '>') {

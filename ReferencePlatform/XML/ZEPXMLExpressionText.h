@@ -15,12 +15,20 @@ constexpr char kLessOrEqualFunction[] = "zep_operator_less_or_equal";
 constexpr char kGreaterFunction[] = "zep_operator_greater";
 constexpr char kGreaterOrEqualFunction[] = "zep_operator_greater_or_equal";
 
+// A path is cut where a step may come to a node from several others. Its value is that of the first, which
+// has one argument for each such step; each goes through the nodes that were collected before, and collects:
+//   a//b/..  ->  path(begin(),(a)[collect(.//b)],next()[collect(..)])
+constexpr char kPathFunction[] = "zep_operator_path";
+constexpr char kBeginFunction[] = "zep_operator_begin";
+constexpr char kCollectFunction[] = "zep_operator_collect";
+constexpr char kNextFunction[] = "zep_operator_next";
+
 // Where none of these stands, there is nothing to change.
-constexpr char kSignsOfOperators[] = "|=<>_";
+constexpr char kSignsOfOperators[] = "/|=<>_";
 
 // The text of an XPath expression with calls of these functions in place of those operators that may meet
-// two large sets of nodes. Nothing if it has none. What is not well-formed stays as it is, at the least as
-// far as its parser needs to see that.
+// two large sets of nodes, or find many nodes again and again. Nothing if it has none. What is not
+// well-formed stays as it is, at the least as far as its parser needs to see that.
 std::optional<std::string> WithFunctionsForOperators(std::string_view expression);
 
 // The same for what stands in the predicates of a pattern, and in the braces of an attribute.

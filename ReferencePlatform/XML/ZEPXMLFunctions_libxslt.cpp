@@ -2,7 +2,9 @@
 
 #include "ZEPXMLInstructions_libxslt.h"
 #include "ZEPXMLOperators_libxslt.h"
+#include "ZEPXMLOrder_libxml2.h"
 #include "ZEPXMLPatterns_libxslt.h"
+#include "ZEPXMLReferences_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
@@ -179,11 +181,23 @@ void NodeSet(xmlXPathParserContextPtr parser, int argumentCount) {
   if (argument != nullptr && argument->type == XPATH_XSLT_TREE) {
     WatchTree(*XMLSession::Current(), argument->nodesetval);
     CheckSiblings(*XMLSession::Current(), argument->nodesetval);
+    OrderTrees(*XMLSession::Current(), argument->nodesetval);
     if (!MayGoOn(*XMLSession::Current(), parser)) {
       return;
     }
   }
   xsltFunctionNodeSet(parser, argumentCount);
+}
+
+// Those that stand for operators are not for stylesheets.
+void FunctionAvailable(xmlXPathParserContextPtr parser, int argumentCount) {
+  const bool isName = argumentCount == 1 && parser->value->type == XPATH_STRING;
+  if (isName && FindOperator(View(parser->value->stringval)) != nullptr) {
+    xmlXPathFreeObject(valuePop(parser));
+    valuePush(parser, xmlXPathNewBoolean(0));
+    return;
+  }
+  xsltFunctionAvailableFunction(parser, argumentCount);
 }
 
 void RefuseDocument(xmlXPathParserContextPtr parser, int /*argumentCount*/) {
@@ -228,9 +242,10 @@ constexpr NamedFunction kFunctions[] = {
     {"contains", WithArguments<Contains, 2, xmlXPathContainsFunction>},
     {"count", Watched<xmlXPathCountFunction>},
     {"document", RefuseDocument},
+    {"function-available", FunctionAvailable},
     {"format-number", Watched<xsltFormatNumberFunction>},
-    {"id", Watched<xmlXPathIdFunction>},
-    {"key", Watched<xsltKeyFunction>},
+    {"id", Watched<FindById>},
+    {"key", Watched<FindByKey>},
     {"lang", Watched<xmlXPathLangFunction>},
     {"normalize-space", Watched<xmlXPathNormalizeFunction>},
     {"number", Watched<xmlXPathNumberFunction>},

@@ -1,5 +1,6 @@
 #include "ZEPXMLInstructions_libxslt.h"
 
+#include "ZEPXMLParents_libxml2.h"
 #include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
@@ -38,12 +39,6 @@ bool Add(XMLSession& session, const xmlNode& node, Weight& weight) {
     session.CheckUse();
   }
   return !session.HasFailed();
-}
-
-bool HasChildren(const xmlNode& node) {
-  return (node.type == XML_ELEMENT_NODE || node.type == XML_DOCUMENT_NODE ||
-          node.type == XML_HTML_DOCUMENT_NODE) &&
-         node.children != nullptr;
 }
 
 constexpr std::size_t kAroundElements = 1; // the document above them, or the text in the deepest one

@@ -2,27 +2,33 @@
 
 #include "ZEPXMLExpressionText.h"
 #include "ZEPXMLFunctions_libxslt.h"
+#include "ZEPXMLNodeUnion_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>
+#include <new>
 #include <optional>
 
 #include <libxml/xpathInternals.h>
 
 namespace zep {
+
+// What one path has come to so far.
+struct XMLCollection {
+  XMLNodeUnion nodes;
+  XMLCollection* outer;
+};
+
 namespace {
 
 // Up to here libxml2's own way is the fastest.
 constexpr std::size_t kPairsLeftToLibxml2 = 10'000;
 constexpr std::size_t kShortText = 64;
-constexpr std::size_t kNodesBetweenLooksAtTheClock = 4096;
 
 using XMLText = std::unique_ptr<xmlChar, void (*)(xmlChar*)>;
 
@@ -57,171 +63,12 @@ void Drop(xmlXPathParserContextPtr parser, int count) {
   }
 }
 
-// ---- a table of nodes --------------------------------------------------------------------------
-
-// Open addressing. The memory counts as libxml2's own.
-class NodeTable {
-public:
-  explicit NodeTable(std::size_t maxNodes)
-      : m_mask(std::bit_ceil(maxNodes * 2 + 1) - 1),
-        m_slots(static_cast<Slot*>(xmlMalloc((m_mask + 1) * sizeof(Slot))),
-                [](Slot* slots) { xmlFree(slots); }) {
-    if (m_slots != nullptr) {
-      std::memset(m_slots.get(), 0, (m_mask + 1) * sizeof(Slot));
-    }
-  }
-
-  bool HasMemory() const { return m_slots != nullptr; }
-
-  // False if a node is there for which `isSame` holds; otherwise `number` is kept.
-  template <class IsSame>
-  bool Add(std::size_t hash, std::size_t number, const IsSame& isSame) {
-    Slot& slot = Find(hash, isSame);
-    if (slot.number != 0) {
-      return false;
-    }
-    slot = {High(hash), static_cast<std::uint32_t>(number + 1)};
-    return true;
-  }
-  template <class IsSame>
-  bool Has(std::size_t hash, const IsSame& isSame) {
-    return Find(hash, isSame).number != 0;
-  }
-
-private:
-  struct Slot {
-    std::uint32_t hash;
-    std::uint32_t number; // 0 for none
-  };
-
-  static std::uint32_t High(std::size_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
-
-  template <class IsSame>
-  Slot& Find(std::size_t hash, const IsSame& isSame) {
-    for (std::size_t i = hash & m_mask;; i = (i + 1) & m_mask) {
-      Slot& slot = m_slots.get()[i];
-      if (slot.number == 0 || (slot.hash == High(hash) && isSame(slot.number - 1))) {
-        return slot;
-      }
-    }
-  }
-
-  std::size_t m_mask;
-  std::unique_ptr<Slot, void (*)(Slot*)> m_slots;
-};
-
 // ---- A | B -------------------------------------------------------------------------------------
-
-// libxml2's namespace nodes are copies, each with its element.
-struct NodeIdentity {
-  explicit NodeIdentity(const xmlNode* node) : place(node) {
-    if (node->type == XML_NAMESPACE_DECL) {
-      const auto* const declaration = reinterpret_cast<const xmlNs*>(node);
-      place = declaration->next;
-      isNamespace = true;
-      prefix = declaration->prefix;
-    }
-  }
-
-  bool operator==(const NodeIdentity& other) const {
-    return place == other.place && isNamespace == other.isNamespace && xmlStrEqual(prefix, other.prefix) != 0;
-  }
-  std::size_t Hash() const {
-    constexpr std::size_t kSpread = 0x9E3779B97F4A7C15U;
-    const std::size_t hash = reinterpret_cast<std::uintptr_t>(place) * kSpread;
-    const std::size_t spread = hash ^ (hash >> 32);
-    return prefix == nullptr ? spread
-                             : spread ^ std::hash<std::string_view>()(reinterpret_cast<const char*>(prefix));
-  }
-
-  const void* place;
-  bool isNamespace = false;
-  const xmlChar* prefix = nullptr;
-};
 
 bool AreAllSets(xmlXPathObjectPtr* sets, int count) {
   return std::all_of(sets, sets + count,
                      [](xmlXPathObjectPtr set) { return set != nullptr && set->type == XPATH_NODESET; });
 }
-
-bool IsLargeUnion(xmlXPathObjectPtr* sets, int count) {
-  std::size_t united = CountOf(sets[0]->nodesetval);
-  for (int i = 1; i < count; ++i) {
-    const std::size_t added = CountOf(sets[i]->nodesetval);
-    if (united * added > kPairsLeftToLibxml2) {
-      return true;
-    }
-    united += added;
-  }
-  return false;
-}
-
-class LargeUnion {
-public:
-  LargeUnion(xmlXPathParserContextPtr parser, xmlXPathObjectPtr* sets, int count)
-      : m_parser(parser),
-        m_sets(sets),
-        m_count(count),
-        m_table(TotalOf(sets, count)) {}
-
-  // Leaves all nodes in the first set, each once, in the order in which they come.
-  bool Make() {
-    if (m_sets[0]->nodesetval == nullptr) {
-      m_sets[0]->nodesetval = xmlXPathNodeSetCreate(nullptr);
-    }
-    m_united = m_sets[0]->nodesetval;
-    if (m_united == nullptr || !m_table.HasMemory()) {
-      xmlXPathErr(m_parser, XPATH_MEMORY_ERROR);
-      return false;
-    }
-    for (int i = 0; i < m_united->nodeNr; ++i) {
-      if (!Remember(m_united->nodeTab[i], i)) {
-        return false;
-      }
-    }
-    return std::all_of(m_sets + 1, m_sets + m_count,
-                       [this](xmlXPathObjectPtr set) { return AddAll(set->nodesetval); });
-  }
-
-private:
-  static std::size_t TotalOf(xmlXPathObjectPtr* sets, int count) {
-    std::size_t total = 0;
-    for (int i = 0; i < count; ++i) {
-      total += CountOf(sets[i]->nodesetval);
-    }
-    return total;
-  }
-
-  bool AddAll(const xmlNodeSet* set) {
-    for (std::size_t i = 0; i < CountOf(set); ++i) {
-      if (!Remember(set->nodeTab[i], m_united->nodeNr)) {
-        return false;
-      }
-      if (m_isNew && xmlXPathNodeSetAddUnique(m_united, set->nodeTab[i]) != 0) {
-        xmlXPathErr(m_parser, XPATH_MEMORY_ERROR);
-        return false;
-      }
-    }
-    return true;
-  }
-
-  // False when the work is to end.
-  bool Remember(const xmlNode* node, int number) {
-    const NodeIdentity identity(node);
-    m_isNew = m_table.Add(identity.Hash(), static_cast<std::size_t>(number), [&](std::size_t other) {
-      return NodeIdentity(m_united->nodeTab[other]) == identity;
-    });
-    return ++m_remembered % kNodesBetweenLooksAtTheClock != 0 || MayGoOn(m_parser);
-  }
-
-  xmlXPathParserContextPtr m_parser;
-  xmlXPathObjectPtr* m_sets;
-  int m_count;
-  NodeTable m_table;
-  xmlNodeSetPtr m_united = nullptr;
-  std::size_t m_remembered = 0;
-  bool m_isNew = false;
-};
 
 void Unite(xmlXPathParserContextPtr parser, int count) {
   xmlXPathObjectPtr* const sets = Arguments(parser, count);
@@ -229,18 +76,66 @@ void Unite(xmlXPathParserContextPtr parser, int count) {
     xmlXPathErr(parser, XPATH_INVALID_TYPE);
     return;
   }
-  if (IsLargeUnion(sets, count)) {
-    if (!MayGoOn(parser) || !LargeUnion(parser, sets, count).Make()) {
-      return;
-    }
-  } else {
-    for (int i = 1; i < count; ++i) {
-      if (CountOf(sets[i]->nodesetval) != 0) {
-        sets[0]->nodesetval = xmlXPathNodeSetMerge(sets[0]->nodesetval, sets[i]->nodesetval);
-      }
-    }
+  XMLNodeUnion united;
+  const bool isWhole = std::all_of(sets, sets + count, [&united, parser](xmlXPathObjectPtr set) {
+    return united.Add(parser, set->nodesetval);
+  });
+  if (isWhole) {
+    sets[0]->nodesetval = united.Take();
+    Drop(parser, count - 1);
   }
-  Drop(parser, count - 1);
+}
+
+// ---- A/B ---------------------------------------------------------------------------------------
+
+void PushSet(xmlXPathParserContextPtr parser, xmlNodeSetPtr set) {
+  valuePush(parser, xmlXPathWrapNodeSet(set));
+}
+
+XMLNodeUnion& Collected() {
+  return XMLSession::Current()->collections->nodes;
+}
+
+void Begin(xmlXPathParserContextPtr parser, int /*count*/) {
+  void* const memory = xmlMalloc(sizeof(XMLCollection));
+  if (memory == nullptr) {
+    xmlXPathErr(parser, XPATH_MEMORY_ERROR);
+    return;
+  }
+  XMLSession& session = *XMLSession::Current();
+  session.collections = new (memory) XMLCollection{{}, session.collections};
+  GiveBoolean(parser, false);
+}
+
+// False, so that libxml2 does not collect the nodes from which this one set comes.
+void Collect(xmlXPathParserContextPtr parser, int count) {
+  xmlXPathObject& found = **Arguments(parser, count);
+  if (found.type != XPATH_NODESET) {
+    xmlXPathErr(parser, XPATH_INVALID_TYPE);
+    return;
+  }
+  if (MayGoOn(parser) && Collected().Add(parser, found.nodesetval)) {
+    Drop(parser, count);
+    GiveBoolean(parser, false);
+  }
+}
+
+void Next(xmlXPathParserContextPtr parser, int /*count*/) {
+  PushSet(parser, Collected().Take());
+}
+
+void DropCollection(XMLSession& session) {
+  XMLCollection* const inner = session.collections;
+  session.collections = inner->outer;
+  inner->~XMLCollection();
+  xmlFree(inner);
+}
+
+void Path(xmlXPathParserContextPtr parser, int count) {
+  XMLSession& session = *XMLSession::Current();
+  Drop(parser, count);
+  PushSet(parser, Collected().Take());
+  DropCollection(session);
 }
 
 // ---- A = B and its kin -------------------------------------------------------------------------
@@ -270,7 +165,7 @@ bool HaveCommonText(xmlXPathParserContextPtr parser, const xmlNodeSet& one, cons
   const bool isOneSmaller = one.nodeNr < other.nodeNr;
   const xmlNodeSet& kept = isOneSmaller ? one : other;
   const xmlNodeSet& sought = isOneSmaller ? other : one;
-  NodeTable table(CountOf(&kept));
+  XMLNodeTable table(CountOf(&kept));
   if (!table.HasMemory()) {
     xmlXPathErr(parser, XPATH_MEMORY_ERROR);
     return false;
@@ -405,9 +300,19 @@ constexpr NamedOperator kOperators[] = {
     {kLessOrEqualFunction, CompareNumbers<Order::LessOrEqual>},
     {kGreaterFunction, CompareNumbers<Order::Greater>},
     {kGreaterOrEqualFunction, CompareNumbers<Order::GreaterOrEqual>},
+    {kPathFunction, Path},
+    {kBeginFunction, Begin},
+    {kCollectFunction, Collect},
+    {kNextFunction, Next},
 };
 
 } // namespace
+
+void DropCollections(XMLSession& session) {
+  while (session.collections != nullptr) {
+    DropCollection(session);
+  }
+}
 
 xmlXPathFunction FindOperator(std::string_view name) {
   const auto* const found = std::find_if(std::begin(kOperators), std::end(kOperators),

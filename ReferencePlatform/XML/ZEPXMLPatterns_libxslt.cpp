@@ -1,5 +1,6 @@
 #include "ZEPXMLPatterns_libxslt.h"
 
+#include "ZEPXMLParents_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
@@ -58,26 +59,6 @@ std::size_t CountChildren(const xmlNode& parent) {
     ++count;
   }
   return count;
-}
-
-bool HasChildren(const xmlNode& node) {
-  return (node.type == XML_ELEMENT_NODE || node.type == XML_DOCUMENT_NODE) && node.children != nullptr;
-}
-
-// Calls `visit` with each node that has children.
-template <class Visit>
-void VisitParents(const xmlNode& top, const Visit& visit) {
-  for (const xmlNode* node = &top; node != nullptr;) {
-    if (HasChildren(*node)) {
-      visit(*node);
-      node = node->children;
-      continue;
-    }
-    while (node != &top && node->next == nullptr) {
-      node = node->parent;
-    }
-    node = node == &top ? nullptr : node->next;
-  }
 }
 
 std::size_t MostSiblings(const xmlNode& top) {

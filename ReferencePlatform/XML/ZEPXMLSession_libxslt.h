@@ -20,6 +20,8 @@
 
 namespace zep {
 
+struct XMLCollection;
+
 // One use of libxml2 and libxslt on this thread: collects what they have to say, and counts what
 // is used up. While no session is open on a thread, both libraries behave there as if this
 // platform did not exist.
@@ -88,7 +90,8 @@ public:
   std::size_t namespacePairs = 0; // that its elements bring, squared
   std::size_t declarations = 0;   // at the top level of its documents
   std::optional<std::size_t>* patternsWithPredicates =
-      nullptr; // of the stylesheet that is applied, once counted
+      nullptr;                          // of the stylesheet that is applied, once counted
+  XMLCollection* collections = nullptr; // of the paths that are being evaluated, the innermost first
   int stylesheetDocuments = 0;
   int entityReferences = 0;
 

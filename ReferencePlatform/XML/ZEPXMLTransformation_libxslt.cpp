@@ -3,6 +3,8 @@
 #include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLHooks_libxslt.h"
 #include "ZEPXMLInstructions_libxslt.h"
+#include "ZEPXMLOperators_libxslt.h"
+#include "ZEPXMLOrder_libxml2.h"
 #include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
@@ -200,13 +202,14 @@ xsltTransformContextPtr XMLTransformation::Prepare(XMLSession& session, xmlDocPt
   return m_context.get();
 }
 
-// Below this size no document has too many siblings.
+// Below this size no document has too many nodes beside each other.
 constexpr std::size_t kBytesOfSmallDocument = std::size_t{16} << 10;
 
-void XMLTransformation::CheckPatterns(XMLSession& session, const xmlDoc& document) {
+void XMLTransformation::CheckDocument(XMLSession& session, const xmlDoc& document) {
   session.patternsWithPredicates = &m_patternsWithPredicates;
   if (session.readBytes > kBytesOfSmallDocument) {
     CheckSiblings(session, reinterpret_cast<const xmlNode&>(document));
+    CheckOrder(session, reinterpret_cast<const xmlNode&>(document));
   }
 }
 
@@ -221,12 +224,13 @@ XMLDocument XMLTransformation::Apply(XMLSession& session, xmlDocPtr document,
   }
   session.SetEmptyStylesheet(&m_empty);
   session.SetTransformation(transformation);
-  CheckPatterns(session, *document);
+  CheckDocument(session, *document);
   XMLDocument result(session.HasFailed() ? nullptr
                                          : xsltApplyStylesheetUser(m_stylesheet, document, nullptr, nullptr,
                                                                    nullptr, transformation));
   session.SetTransformation(nullptr);
   session.AllowNumber();
+  DropCollections(session);
   transformation->style = m_stylesheet;
   if (session.HasFailed()) {
     return nullptr;

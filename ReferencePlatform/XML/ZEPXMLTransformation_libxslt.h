@@ -43,7 +43,7 @@ public:
 private:
   xsltTransformContextPtr Prepare(XMLSession& session, xmlDocPtr document, const XSLTParameters& parameters);
   bool MakeContext(XMLSession& session, xmlDocPtr document);
-  void CheckPatterns(XMLSession& session, const xmlDoc& document);
+  void CheckDocument(XMLSession& session, const xmlDoc& document);
   bool BindContext(xmlDocPtr document);
   bool CleanContext();
   bool IsAsNew() const;

@@ -10,7 +10,7 @@
 
 #include <libxml/xpath.h>
 
-// Which operators of an expression become functions, and that nothing else changes.
+// Which operators and steps of an expression become functions, and that nothing else changes.
 
 namespace {
 
@@ -19,7 +19,7 @@ constexpr char kSame[] = "";
 struct Row {
   int line;
   std::string text;
-  std::string expected; // with U, E, N, L, M, G and H for the functions; kSame where nothing changes
+  std::string expected; // with capital letters for the functions; kSame where nothing changes
 };
 
 std::string Spelled(const std::string& text) {
@@ -46,6 +46,15 @@ std::string Spelled(const std::string& text) {
       break;
     case 'H':
       result += zep::kGreaterOrEqualFunction;
+      break;
+    case 'P':
+      result.append(zep::kPathFunction).append("(").append(zep::kBeginFunction).append("(),");
+      break;
+    case 'C':
+      result += zep::kCollectFunction;
+      break;
+    case 'X':
+      result += zep::kNextFunction;
       break;
     default:
       result += c;
@@ -88,7 +97,7 @@ TEST(XMLExpressionText, xml_operators_of_an_expression_become_functions) {
       {__LINE__, "$a|$p:b", "U($a,$p:b)"},
       {__LINE__, "p :a|p\n:*", "U(p :a,p\n:*)"},
       {__LINE__, "a|.|@b|..|b", "U(a,.,@b,..,b)"},
-      {__LINE__, "///a|b//c", "U(///a,b//c)"},
+      {__LINE__, "/ a/c|b/d", "U(/ a/c,b/d)"},
       {__LINE__, "self::a|child :: b| descendant-or-self::node()",
        "U(self::a,child :: b, descendant-or-self::node())"},
       {__LINE__, "\xC3\xA9|\xC3\xA9:\xC3\xA9", "U(\xC3\xA9,\xC3\xA9:\xC3\xA9)"},
@@ -154,6 +163,78 @@ TEST(XMLExpressionText, xml_operators_of_an_expression_become_functions) {
       {__LINE__, "concat(a, b) >= b", "H(concat(a, b) , b)"},
       {__LINE__, "string(a) < string(b)", kSame},
       {__LINE__, "a < count(b)", kSame},
+      // steps that come to a node from several others
+      {__LINE__, "a/..", "P(a)[C(..)])"},
+      {__LINE__, "a//b", "P(a)[C(.//b)])"},
+      {__LINE__, "//a//b", "P(//a)[C(.//b)])"},
+      {__LINE__, " a / parent :: b ", " P(a )[C(parent :: b)]) "},
+      {__LINE__, "a // b", "P(a )[C(.//b)])"},
+      {__LINE__, "a/ancestor::b/@c", "P(a)[C(ancestor::b/@c)])"},
+      {__LINE__, "a/ancestor-or-self::*[1]", "P(a)[C(ancestor-or-self::*[1])])"},
+      {__LINE__, "a/descendant::text()", "P(a)[C(descendant::text())])"},
+      {__LINE__, "a/descendant-or-self::node()", "P(a)[C(descendant-or-self::node())])"},
+      {__LINE__, "a/following::b[c]", "P(a)[C(following::b[c])])"},
+      {__LINE__, "a/following-sibling::b", "P(a)[C(following-sibling::b)])"},
+      {__LINE__, "a/preceding::b", "P(a)[C(preceding::b)])"},
+      {__LINE__, "a/preceding-sibling::b", "P(a)[C(preceding-sibling::b)])"},
+      {__LINE__, "a//b/..", "P(a)[C(.//b)],X()[C(..)])"},
+      {__LINE__, "a//b//c/d/..", "P(a)[C(.//b)],X()[C(.//c/d)],X()[C(..)])"},
+      {__LINE__, "a/../..", "P(a)[C(../..)])"},
+      {__LINE__, "a/../b/../@c", "P(a)[C(../b)],X()[C(../@c)])"},
+      {__LINE__, "a/./..", "P(a/.)[C(..)])"},
+      {__LINE__, "..//..", "P(..//.)[C(..)])"},
+      {__LINE__, "//..", "P(//.)[C(..)])"},
+      {__LINE__, "a//..", "P(a)[C(.//.)],X()[C(..)])"},
+      {__LINE__, ".// ancestor::a", "P(.// .)[C(ancestor::a)])"},
+      {__LINE__, "a//b//parent::c", "P(a)[C(.//b)],X()[C(.//.)],X()[C(parent::c)])"},
+      {__LINE__, "a[b//c]/d", "a[P(b)[C(.//c)])]/d"},
+      {__LINE__, "a[1]//b[2]", "P(a[1])[C(.//b[2])])"},
+      {__LINE__, "a//b[c//d]/..", "P(a)[C(.//b[P(c)[C(.//d)])])],X()[C(..)])"},
+      {__LINE__, "$v/..", "P($v)[C(..)])"},
+      {__LINE__, "$v//a", "P($v)[C(.//a)])"},
+      {__LINE__, "(a|b)/..", "P((U(a,b)))[C(..)])"},
+      {__LINE__, "f(a)//b", "P(f(a))[C(.//b)])"},
+      {__LINE__, "f(a//b)/c", "f(P(a)[C(.//b)]))/c"},
+      {__LINE__, "@*/..", "P(@*)[C(..)])"},
+      {__LINE__, "a//b|c/..", "U(P(a)[C(.//b)]),P(c)[C(..)]))"},
+      {__LINE__, "a//b=c/..", "E(P(a)[C(.//b)]),P(c)[C(..)]))"},
+      {__LINE__, "a//b = 'c'", "P(a)[C(.//b)]) = 'c'"},
+      {__LINE__, "-a//b + 1", "-P(a)[C(.//b)]) + 1"},
+      {__LINE__, "a/.. * b", "P(a)[C(..)]) * b"},
+      {__LINE__, "a/../*", "P(a)[C(../*)])"},
+      {__LINE__, "zep_operator_next()/..", "P(unknown-X())[C(..)])"},
+      // from one node, each comes once
+      {__LINE__, "..", kSame},
+      {__LINE__, "../..", kSame},
+      {__LINE__, "../../a/@b", kSame},
+      {__LINE__, ".//a", kSame},
+      {__LINE__, "./..", kSame},
+      {__LINE__, "//a", kSame},
+      {__LINE__, "//a/b/@c", kSame},
+      {__LINE__, "/a/b[c]", kSame},
+      {__LINE__, "/..", kSame},
+      {__LINE__, "/descendant::a", kSame},
+      {__LINE__, "ancestor::a/b", kSame},
+      {__LINE__, "parent::a/ancestor::b", kSame},
+      {__LINE__, "self::a//b", kSame},
+      {__LINE__, "@a/..", kSame},
+      {__LINE__, "current()//a", kSame},
+      {__LINE__, "a/self::b/attribute::c/namespace::d/child::e", kSame},
+      {__LINE__, "a/parent", kSame},
+      {__LINE__, "a/text()", kSame},
+      {__LINE__, "'a//b'", kSame},
+      // more slashes than there should be, as libxml2 takes them
+      {__LINE__, "///a|b//c", "U(//a,P(b)[C(.//c)]))"},
+      {__LINE__, "//// a|b", "U(//a,b)"},
+      {__LINE__, "/ /a|b", "U(/a,b)"},
+      {__LINE__, "$v////a", "P($v)[C(.//a)])"},
+      {__LINE__, "$v///a", "P($v)[C(.//a)])"},
+      {__LINE__, "current()////a", "current()//a"},
+      {__LINE__, "////..", "P(//.)[C(..)])"},
+      {__LINE__, "/////a|b", kSame},
+      {__LINE__, "a////b", kSame},
+      {__LINE__, "a/ /b//c", kSame},
+      {__LINE__, "$v/ /a|b", kSame},
       // names that look like operators
       {__LINE__, "or or or", kSame},
       {__LINE__, "or|or", "U(or,or)"},
@@ -186,6 +267,11 @@ TEST(XMLExpressionText, xml_operators_of_an_expression_become_functions) {
       {__LINE__, "a | b c", kSame},
       {__LINE__, "$ | a", kSame},
       {__LINE__, "a/ | b", kSame},
+      {__LINE__, "a//b/", kSame},
+      {__LINE__, "a/../", kSame},
+      {__LINE__, "a//", kSame},
+      {__LINE__, "a/..b", kSame},
+      {__LINE__, "a/parent::", kSame},
       {__LINE__, "a | b[]", kSame},
       // our own names
       {__LINE__, "zep_operator_union(a, b)", "unknown-U(a, b)"},
@@ -208,6 +294,8 @@ TEST(XMLExpressionText, xml_operators_of_a_pattern_become_functions_in_predicate
       {__LINE__, "key('[a|b]', 'x')[c|d]", "key('[a|b]', 'x')[U(c,d)]"},
       {__LINE__, "a[b = ']' and c|d]", "a[b = ']' and U(c,d)]"},
       {__LINE__, "a[b|c", kSame},
+      {__LINE__, "a//b/c", kSame},
+      {__LINE__, "a//b[c//d]", "a//b[P(c)[C(.//d)])]"},
       {__LINE__, "a]b|c[", kSame},
   };
   for (const Row& row : rows) {
@@ -224,6 +312,7 @@ TEST(XMLExpressionText, xml_operators_of_an_attribute_become_functions_in_braces
       {__LINE__, "{{{a|b}}}", "{{{U(a,b)}}}"},
       {__LINE__, "{'}' = a|b}", "{'}' = U(a,b)}"},
       {__LINE__, "{a|b", kSame},
+      {__LINE__, "a//b{c/..}", "a//b{P(c)[C(..)])}"},
       {__LINE__, "{}|{a|b}", "{}|{U(a,b)}"},
       {__LINE__, "{a|'b}", kSame},
       {__LINE__, "}{a|b}", "}{U(a,b)}"},
@@ -246,11 +335,13 @@ bool IsExpression(const std::string& text) {
 // What libxml2 takes is changed where it has to be, also if nobody else would take it; what libxml2 refuses
 // it refuses afterwards, too.
 TEST(XMLExpressionText, xml_expressions_of_random_signs_are_read_as_libxml2_reads_them) {
-  const char* const signs[] = {
-      "a",  "b",   "or",   "and", "div", "mod", "*",  "/",   "//",  ".",         "..",       "@",
-      "::", "(",   ")",    "[",   "]",   "|",   "=",  "!=",  "<",   ">=",        "+",        "-",
-      ",",  "'x'", "\"",   "'",   "1",   "1.5", ".5", "e",   "$",   "$v",        ":",        "self",
-      " ",  " ",   "text", "()",  "a|b", "a=b", "f(", "[1]", "p:a", "attribute", "\xC3\xA9", "\n"};
+  const char* const signs[] = {"a",         "b",        "or", "and",  "div",      "mod",       "*",   "/",
+                               "//",        ".",        "..", "@",    "::",       "(",         ")",   "[",
+                               "]",         "|",        "=",  "!=",   "<",        ">=",        "+",   "-",
+                               ",",         "'x'",      "\"", "'",    "1",        "1.5",       ".5",  "e",
+                               "$",         "$v",       ":",  "self", "parent::", "following", "///", " ",
+                               " ",         "text",     "()", "a|b",  "a=b",      "f(",        "[1]", "p:a",
+                               "attribute", "\xC3\xA9", "\n"};
   std::mt19937 random(1);
   const auto below = [&random](std::size_t limit) { return static_cast<std::size_t>(random()) % limit; };
   int wellFormed = 0;
@@ -287,6 +378,10 @@ TEST(XMLExpressionText, xml_expressions_of_any_length_and_depth_are_read) {
   EXPECT_TRUE(zep::WithFunctionsForOperators(repeated("a|", kMany) + "b"));
   EXPECT_TRUE(zep::WithFunctionsForOperators(repeated("a=", kMany) + "b"));
   EXPECT_TRUE(zep::WithFunctionsForOperators(repeated("a/", kMany) + "a|b"));
+  EXPECT_TRUE(zep::WithFunctionsForOperators(repeated("a//", kMany) + "b"));
+  EXPECT_TRUE(zep::WithFunctionsForOperators("a/.." + repeated("/..", kMany)));
+  EXPECT_FALSE(zep::WithFunctionsForOperators(repeated("../", kMany) + ".."));
+  EXPECT_FALSE(zep::WithFunctionsForOperators("$v" + repeated("/", kMany) + "a"));
   EXPECT_TRUE(zep::WithFunctionsForOperators(repeated("(", 400) + "a|b" + repeated(")", 400)));
 }
 

@@ -78,6 +78,16 @@ std::string Names(int count) {
 }
 
 const std::string kItems = "<a><i k='x' n='3'>c</i><i k='y' n='1'>a</i><i k='x' n='2'>b</i></a>";
+
+std::string ItemsWithIds(int count) {
+  std::string elements;
+  for (int i = 0; i < count; ++i) {
+    const std::string number = std::to_string(i);
+    elements += "<i xml:id='i" + number + "'>i" + number + "</i>";
+  }
+  return "<a>" + elements + "</a>";
+}
+
 const char* const kXMLOutput = "<xsl:output method='xml' encoding='UTF-8' omit-xml-declaration='yes'/>";
 const char* const kHTMLOutput = "<xsl:output method='html' encoding='UTF-8' indent='no'/>";
 
@@ -188,6 +198,15 @@ const std::vector<Work>& Works() {
       Work{__LINE__, Body("<xsl:message terminate='yes'>stop</xsl:message>"), "<a/>", ""},
       Work{__LINE__, Body("x"), "<a><b></a>", ""},
       Work{__LINE__, Body("<xsl:value-of select='1 +'/>"), "<a/>", ""},
+      Work{
+          __LINE__,
+          Sheet(
+              std::string(kUTF8Output) +
+                  "<xsl:key name='k' match='i' use='.'/><xsl:template match='/'>"
+                  "<xsl:value-of select=\"count(id(//i)/..)\"/>,<xsl:value-of select=\"count(key('k', //i) | /a)\"/>,"
+                  "<xsl:value-of select='count(//i/following-sibling::i[last() > 1]/..//i)'/></xsl:template>",
+              kNotKept),
+          ItemsWithIds(40), "1,41,40"},
   };
   return works;
 }

@@ -12,7 +12,7 @@
 #include <libxslt/xsltInternals.h>
 #include <libxslt/xsltutils.h>
 
-// Operators between sets of nodes give here what libxslt by itself gives.
+// Operators between sets of nodes, and paths, give here what libxslt by itself gives.
 
 namespace {
 
@@ -153,6 +153,38 @@ std::string Blank(Random& random) {
 
 std::string Truth(Random& random, int depth);
 
+std::string Step(Random& random, int depth) {
+  const char* const slashes[] = {"/", "/", "/", "//", " / "};
+  const char* const axes[] = {"",
+                              "",
+                              "parent::",
+                              "ancestor::",
+                              "ancestor-or-self::",
+                              "descendant::",
+                              "descendant-or-self::",
+                              "following::",
+                              "following-sibling::",
+                              "preceding::",
+                              "preceding-sibling::",
+                              "self::"};
+  const char* const tests[] = {"b", "c", "*", "*", "node()", "text()", "a"};
+  const char* const predicates[] = {"", "", "", "", "[1]", "[last()]", "[@i]", "[position() = 2]", "[2][1]"};
+  const std::string between = OneOf(random, slashes);
+  switch (Below(random, 6)) {
+  case 0:
+    return between + "..";
+  case 1:
+    return between + "@v";
+  case 2:
+    if (depth > 0) {
+      return between + OneOf(random, axes) + "*[" + Truth(random, depth - 1) + "]";
+    }
+    [[fallthrough]];
+  default:
+    return between + OneOf(random, axes) + OneOf(random, tests) + OneOf(random, predicates);
+  }
+}
+
 // Without namespace nodes: where they come among others is a matter of chance in libxml2.
 std::string Set(Random& random, int depth) {
   const char* const plain[] = {"//b",
@@ -186,7 +218,7 @@ std::string Set(Random& random, int depth) {
                                "$s/@v",
                                "id('x')",
                                "following::c"};
-  switch (depth <= 0 ? 0 : Below(random, 9)) {
+  switch (depth <= 0 ? 0 : Below(random, 12)) {
   case 1:
   case 2:
   case 3: {
@@ -204,6 +236,18 @@ std::string Set(Random& random, int depth) {
     return "//b[" + Truth(random, depth - 1) + "]";
   case 7:
     return "c[" + Set(random, depth - 1) + "]";
+  case 8:
+  case 9:
+  case 10: {
+    std::string path = "(" + Set(random, depth - 1) + ")";
+    if (Below(random, 2) == 0) {
+      path = OneOf(random, plain);
+    }
+    for (std::size_t more = 1 + Below(random, 4); more > 0; --more) {
+      path += Step(random, depth - 1);
+    }
+    return path;
+  }
   default:
     return OneOf(random, plain);
   }
@@ -284,7 +328,7 @@ std::string SheetOfSet(const std::string& expression) {
 TEST_F(XMLOperators, xml_random_expressions_give_what_they_give_elsewhere) {
   Random random(1);
   int failures = 0;
-  constexpr int kExpressions = 1'200;
+  constexpr int kExpressions = 3'000;
   for (int i = 0; i < kExpressions; ++i) {
     const std::string document = Made(random, static_cast<int>(Below(random, kKinds)), 12);
     const bool isSet = i % 2 == 0;
@@ -312,6 +356,61 @@ TEST_F(XMLOperators, xml_random_expressions_of_large_sets_give_what_they_give_el
       EXPECT_EQ(ExpectSame(SheetOfTruth(compared), document, compared), 0) << compared;
     }
   }
+}
+
+TEST_F(XMLOperators, xml_paths_to_many_nodes_give_what_they_give_elsewhere) {
+  Random random(5);
+  const char* const paths[] = {"//b/..",
+                               "//@v/..",
+                               "//*/ancestor-or-self::*",
+                               "//node()/ancestor::*[1]",
+                               "//*/following-sibling::b",
+                               "//b/following::node()",
+                               "//c/preceding-sibling::b",
+                               "//c/preceding-sibling::b[1]",
+                               "//node()/preceding::*[@i]",
+                               "//*/descendant-or-self::node()/..",
+                               "//*//node()//@i",
+                               "//*//..",
+                               "(//c | //b)/preceding-sibling::*[last()]/following-sibling::*[2]/@v",
+                               "$s/../*[. != '7']/following-sibling::c/..//b",
+                               "//b[preceding-sibling::c/following-sibling::b/@v = ../c/@v]",
+                               "key('k', //@i)/../*/preceding-sibling::*",
+                               "//namespace::*/..",
+                               "id('none')/.."};
+  for (const char* const path : paths) {
+    for (int kind = 0; kind < kKinds; kind += 2) {
+      const std::string document = Made(random, kind, 320);
+      EXPECT_EQ(ExpectSame(SheetOfSet(path), document, path), 0);
+    }
+  }
+}
+
+TEST_F(XMLOperators, xml_ids_and_keys_find_what_they_find_elsewhere) {
+  for (const int elements : {3, 320}) {
+    std::string document = "<a><d>i1 i2\ti2\n none i0</d><d> </d><e>";
+    for (int i = 0; i < elements; ++i) {
+      document += "i" + std::to_string(i * 7 % 400) + " ";
+    }
+    document += "</e>";
+    for (int i = 0; i < elements; ++i) {
+      const std::string number = std::to_string(i);
+      document += "<b xml:id='i" + number + "' i='" + number + "' v='i" + std::to_string(i * 5 % 400) + " i" +
+                  std::to_string(i / 2) + "'/><c v='" + std::to_string(i * 3 % 400) + "'/>";
+    }
+    document += "</a>";
+    for (const std::string found :
+         {"id(//@v)", "id(//d)", "id(//e)", "id(string(//e))", "id('i2 i1')", "id('')", "id(//none)", "id(2)",
+          "id('i2')/following-sibling::b", "id(//@v)[3]", "key('k', //@v)", "key('k', //c/@v)",
+          "key('k', //none)", "key('k', 2)", "key(string(//none), //@v)", "key('k', id(//@v)/@i)"}) {
+      ExpectSame(SheetOfSet(found), document, found);
+    }
+  }
+}
+
+// Elsewhere it is not found.
+TEST_F(XMLOperators, xml_id_behind_a_blank_is_found) {
+  EXPECT_EQ(AppliedHere(SheetOfTruth("count(id(' \t i1'))"), "<a><b xml:id='i1'/></a>"), "1");
 }
 
 TEST_F(XMLOperators, xml_comparisons_of_large_sets_give_each_answer_for_each_kind_of_text) {
@@ -376,6 +475,34 @@ TEST_F(XMLOperators, xml_expressions_of_each_place_give_what_they_give_elsewhere
       {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='//b | 1'/></o></xsl:template>"},
       {__LINE__,
        "<xsl:template match='/'><o><xsl:value-of select='//b | //c | string(.)'/></o></xsl:template>"},
+      {__LINE__,
+       "<xsl:key name='k' match='a//b | c//..' use='../@i'/><xsl:template match='/'><o><xsl:value-of "
+       "select=\"count(key('k', 'top'))\"/></o></xsl:template>"},
+      {__LINE__,
+       "<xsl:template match='a//b[//c/..]'>x</xsl:template><xsl:template match='c[..//d/..]'>y</xsl:template>"},
+      {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='//b/../1'/></o></xsl:template>"},
+      {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='string(.)/..'/></o></xsl:template>"},
+      {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='none()//b'/></o></xsl:template>"},
+      {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='//b/..[none()]'/></o></xsl:template>"},
+      {__LINE__,
+       "<xsl:template match='/'><o><xsl:value-of select='//b/parent::*[none()]/..'/></o></xsl:template>"},
+      {__LINE__,
+       "<xsl:variable name='tree'><b>1</b></xsl:variable><xsl:template match='/'><o><xsl:value-of select='$tree/..'/></o></xsl:template>"},
+      {__LINE__,
+       "<xsl:variable name='g' select='//b/..//c'/><xsl:variable name='h' select='//c[$g/..]/..'/><xsl:template match='/'><o><xsl:value-of "
+       "select='count(//b/preceding::c[$h//b]/..)'/></o></xsl:template>"},
+      {__LINE__,
+       "<xsl:template match='/'><o a='{function-available(\"count\")}{function-available(\"zep_operator_union\")}"
+       "{function-available(\"zep_operator_next\")}{function-available(\"x:y\")}'/></xsl:template>"},
+      {__LINE__,
+       "<xsl:template match='/'><o><xsl:value-of select='function-available(//b)'/></o></xsl:template>"},
+      {__LINE__,
+       "<xsl:template match='/'><o><xsl:value-of select='function-available()'/></o></xsl:template>"},
+      {__LINE__, "<xsl:template match='/'><o><xsl:value-of select=\"id('x', 'y')\"/></o></xsl:template>"},
+      {__LINE__, "<xsl:template match='/'><o><xsl:value-of select=\"key('k')\"/></o></xsl:template>"},
+      {__LINE__, "<xsl:template match='/'><o><xsl:value-of select=\"key('none', //b)\"/></o></xsl:template>"},
+      {__LINE__,
+       "<xsl:template match='/'><o><xsl:value-of select=\"key('x:none', //b)\"/></o></xsl:template>"},
       {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='//b | none()'/></o></xsl:template>"},
       {__LINE__, "<xsl:template match='/'><o><xsl:value-of select='//b | '/></o></xsl:template>"},
       {__LINE__,

@@ -1,0 +1,5 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:key name="k" match="b" use="."/>
+<xsl:template match="/"><xsl:value-of select="count(key('k', //c))"/></xsl:template>
+</xsl:stylesheet>
