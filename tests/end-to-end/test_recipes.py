@@ -154,13 +154,16 @@ def runs_script_on_program(line, tmp_path):
 
 
 def fuzzes(line, tmp_path):
-    """The engine is built in minutes, without it an input is run by the program that replays all of them."""
+    """The engine is built in minutes. An input is run by the program that replays all of them, where there is one."""
     command, target, what = shlex.split(line)
     assert target in printed(ROOT / command, "--list").split()
-    if not what.isdigit():
-        (tmp_path / "seeds").mkdir()
-        (tmp_path / "seeds" / "input").write_bytes((ROOT / what).read_bytes())
-        printed(BUILD / "tests" / "bin" / f"fuzz_replay_{target}", tmp_path, 0, cwd=tmp_path)
+    if what.isdigit():
+        return
+    (tmp_path / "seeds").mkdir()
+    (tmp_path / "seeds" / "input").write_bytes((ROOT / what).read_bytes())
+    replay = BUILD / "tests" / "bin" / f"fuzz_replay_{target}"
+    if replay.exists():
+        printed(replay, tmp_path, 0, cwd=tmp_path)
 
 
 def measures(line, tmp_path):
