@@ -6,6 +6,7 @@
 #include "ZEPXMLExpressionPlaces_libxslt.h"
 #include "ZEPXMLInputSource.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLValues_libxml2.h"
 
 #include <algorithm>
 #include <array>
@@ -419,8 +420,7 @@ std::optional<StylesheetText> LoadFile(XMLSession& session, const ZEPUnicodeStri
 }
 
 std::string ToURI(const std::string& path) {
-  const std::unique_ptr<xmlChar, void (*)(void*)> escaped(
-      xmlURIEscapeStr(reinterpret_cast<const xmlChar*>(path.c_str()), BAD_CAST "/:"), xmlFree);
+  const OwnedXMLText escaped(xmlURIEscapeStr(reinterpret_cast<const xmlChar*>(path.c_str()), BAD_CAST "/:"));
   return escaped == nullptr ? path : std::string(Text(escaped.get()));
 }
 
@@ -505,9 +505,8 @@ bool IsTopLevel(const xmlNode& node) {
 
 // Each alternative of a pattern counts as a template of its own.
 std::size_t CountAlternatives(const xmlNode& element) {
-  const std::unique_ptr<xmlChar, void (*)(void*)> pattern(
-      xmlGetNoNsProp(&element, reinterpret_cast<const xmlChar*>("match")), [](void* text) { xmlFree(text); });
-  const std::string_view text = pattern == nullptr ? "" : Text(pattern.get());
+  const OwnedXMLText pattern(xmlGetNoNsProp(&element, reinterpret_cast<const xmlChar*>("match")));
+  const std::string_view text = View(pattern.get());
   return 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), '|'));
 }
 

@@ -6,6 +6,7 @@
 #include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLReferences_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLValues_libxml2.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -22,19 +23,8 @@
 namespace zep {
 namespace {
 
-using XMLText = std::unique_ptr<xmlChar, void (*)(void*)>;
-
-// libxml2 makes this name a function or a variable, as it was built.
-void FreeText(void* text) {
-  xmlFree(text);
-}
-
-std::string_view View(const xmlChar* text) {
-  return text == nullptr ? std::string_view() : std::string_view(reinterpret_cast<const char*>(text));
-}
-
-XMLText Pop(xmlXPathParserContextPtr parser) {
-  return {xmlXPathPopString(parser), FreeText};
+OwnedXMLText Pop(xmlXPathParserContextPtr parser) {
+  return OwnedXMLText(xmlXPathPopString(parser));
 }
 
 void PushText(xmlXPathParserContextPtr parser, std::string_view text) {
@@ -51,8 +41,8 @@ void PushText(xmlXPathParserContextPtr parser, std::string_view text) {
 // ---- functions that libxml2 has too, here in linear time ---------------------------------------
 
 struct Search {
-  XMLText text;
-  XMLText pattern;
+  OwnedXMLText text;
+  OwnedXMLText pattern;
   const char* found; // in the text, or null
 
   std::string_view Text() const { return View(text.get()); }
@@ -61,7 +51,7 @@ struct Search {
 
 // What contains(), substring-before() and substring-after() have in common.
 Search PopSearch(xmlXPathParserContextPtr parser) {
-  Search search{{nullptr, FreeText}, {nullptr, FreeText}, nullptr};
+  Search search{};
   search.pattern = Pop(parser);
   search.text = Pop(parser);
   if (search.text != nullptr && search.pattern != nullptr) {
@@ -140,9 +130,9 @@ constexpr std::size_t kLooksBetweenLooksAtTheClock = 1'000'000;
 
 void Translate(xmlXPathParserContextPtr parser, int /*argumentCount*/) {
   XMLSession& session = *XMLSession::Current();
-  const XMLText to = Pop(parser);
-  const XMLText from = Pop(parser);
-  const XMLText text = Pop(parser);
+  const OwnedXMLText to = Pop(parser);
+  const OwnedXMLText from = Pop(parser);
+  const OwnedXMLText text = Pop(parser);
   const std::unique_ptr<xmlBuffer, void (*)(xmlBufferPtr)> result(xmlBufferCreate(), xmlBufferFree);
   if (to == nullptr || from == nullptr || text == nullptr || result == nullptr) {
     xmlXPathErr(parser, XPATH_MEMORY_ERROR);

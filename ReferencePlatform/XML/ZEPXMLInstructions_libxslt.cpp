@@ -3,10 +3,10 @@
 #include "ZEPXMLParents_libxml2.h"
 #include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLValues_libxml2.h"
 
 #include <cstddef>
 #include <cstring>
-#include <memory>
 
 #include <libxslt/preproc.h>
 #include <libxslt/xsltutils.h>
@@ -77,11 +77,9 @@ bool Is(const xmlNode& instruction, xsltStyleType type, const char* name) {
          xmlStrEqual(instruction.ns->href, XSLT_NAMESPACE) != 0 && IS_XSLT_NAME(&instruction, name);
 }
 
-using XPathObject = std::unique_ptr<xmlXPathObject, void (*)(xmlXPathObjectPtr)>;
-
 // What a compiled instruction selects. An error in the expression is not seen here.
-XPathObject Selected(xsltTransformContextPtr transformation, const xsltStylePreComp& compiled,
-                     xmlNodePtr current) {
+OwnedXMLValue Selected(xsltTransformContextPtr transformation, const xsltStylePreComp& compiled,
+                       xmlNodePtr current) {
   xmlXPathContext& xpath = *transformation->xpathCtxt;
   const xmlNodePtr outerNode = xpath.node;
   xmlNsPtr* const outerNamespaces = xpath.namespaces;
@@ -91,7 +89,7 @@ XPathObject Selected(xsltTransformContextPtr transformation, const xsltStylePreC
   xpath.node = current;
   xpath.namespaces = compiled.nsList;
   xpath.nsNr = compiled.nsNr;
-  XPathObject selected(xmlXPathCompiledEval(compiled.comp, &xpath), xmlXPathFreeObject);
+  OwnedXMLValue selected(xmlXPathCompiledEval(compiled.comp, &xpath));
   xpath.node = outerNode;
   xpath.namespaces = outerNamespaces;
   xpath.nsNr = outerNamespaceCount;
@@ -106,8 +104,8 @@ void WatchCopy(XMLSession& session, const xmlNode& instruction, xmlNodePtr curre
   if (compiled.comp == nullptr || current == nullptr) {
     return;
   }
-  const XPathObject selected = Selected(session.Transformation(), compiled, current);
-  if (selected != nullptr && (selected->type == XPATH_NODESET || selected->type == XPATH_XSLT_TREE)) {
+  const OwnedXMLValue selected = Selected(session.Transformation(), compiled, current);
+  if (selected != nullptr && IsNodeSet(*selected)) {
     WatchTree(session, selected->nodesetval);
   }
 }
@@ -125,10 +123,9 @@ void WeighKeys(XMLSession& session, const xsltStylePreComp& sort, const xmlNodeS
     transformation.node = nodes.nodeTab[i];
     xpath.proximityPosition = i + 1;
     xpath.contextSize = nodes.nodeNr;
-    const XPathObject key = Selected(&transformation, sort, nodes.nodeTab[i]);
-    const std::unique_ptr<xmlChar, void (*)(void*)> text(xmlXPathCastToString(key.get()),
-                                                         [](void* made) { xmlFree(made); });
-    session.CountText(text == nullptr ? 0 : std::strlen(reinterpret_cast<const char*>(text.get())));
+    const OwnedXMLValue key = Selected(&transformation, sort, nodes.nodeTab[i]);
+    const OwnedXMLText text(xmlXPathCastToString(key.get()));
+    session.CountText(View(text.get()).size());
     session.CheckUse();
   }
   transformation.node = outerNode;

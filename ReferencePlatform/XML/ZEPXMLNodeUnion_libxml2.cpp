@@ -2,6 +2,7 @@
 
 #include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLValues_libxml2.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -18,10 +19,6 @@ namespace {
 constexpr std::size_t kComparisonsLeftToLibxml2 = 10'000;
 constexpr std::size_t kNodesBetweenLooksAtTheClock = 4096;
 constexpr std::size_t kSmallestTable = 256;
-
-std::size_t CountOf(const xmlNodeSet& set) {
-  return static_cast<std::size_t>(set.nodeNr);
-}
 
 // libxml2's namespace nodes are copies, each with its element.
 struct NodeIdentity {
@@ -41,8 +38,7 @@ struct NodeIdentity {
     constexpr std::size_t kSpread = 0x9E3779B97F4A7C15U;
     const std::size_t hash = reinterpret_cast<std::uintptr_t>(place) * kSpread;
     const std::size_t spread = hash ^ (hash >> 32);
-    return prefix == nullptr ? spread
-                             : spread ^ std::hash<std::string_view>()(reinterpret_cast<const char*>(prefix));
+    return prefix == nullptr ? spread : spread ^ std::hash<std::string_view>()(View(prefix));
   }
 
   const void* place;
@@ -80,7 +76,7 @@ xmlNodeSetPtr XMLNodeUnion::Take() {
 }
 
 bool XMLNodeUnion::AddAll(xmlXPathParserContextPtr parser, const xmlNodeSet& set) {
-  m_comparisons += CountOf(*m_set) * CountOf(set);
+  m_comparisons += CountOf(m_set.get()) * CountOf(&set);
   if (m_comparisons <= kComparisonsLeftToLibxml2) {
     return set.nodeNr == 0 || xmlXPathNodeSetMerge(m_set.get(), const_cast<xmlNodeSetPtr>(&set)) != nullptr ||
            LacksMemory(parser);
@@ -90,7 +86,7 @@ bool XMLNodeUnion::AddAll(xmlXPathParserContextPtr parser, const xmlNodeSet& set
 }
 
 bool XMLNodeUnion::AddByTable(xmlXPathParserContextPtr parser, xmlNodePtr node) {
-  const std::size_t number = CountOf(*m_set);
+  const std::size_t number = CountOf(m_set.get());
   if ((!m_table || number == m_table->MaxNodes()) && !MakeTable(std::max(number * 2, kSmallestTable))) {
     return LacksMemory(parser);
   }
@@ -107,7 +103,7 @@ bool XMLNodeUnion::MakeTable(std::size_t maxNodes) {
     m_table.reset();
     return false;
   }
-  for (std::size_t i = 0; i < CountOf(*m_set); ++i) {
+  for (std::size_t i = 0; i < CountOf(m_set.get()); ++i) {
     IsNew(m_set->nodeTab[i], i);
   }
   return true;

@@ -4,13 +4,12 @@
 #include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLNodeUnion_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLValues_libxml2.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <new>
 #include <optional>
 
@@ -30,18 +29,8 @@ namespace {
 constexpr std::size_t kPairsLeftToLibxml2 = 10'000;
 constexpr std::size_t kShortText = 64;
 
-using XMLText = std::unique_ptr<xmlChar, void (*)(xmlChar*)>;
-
-XMLText TextOf(xmlNodePtr node) {
-  return {xmlNodeGetContent(node), [](xmlChar* text) { xmlFree(text); }};
-}
-
-bool IsSet(const xmlXPathObject& value) {
-  return value.type == XPATH_NODESET || value.type == XPATH_XSLT_TREE;
-}
-
-std::size_t CountOf(const xmlNodeSet* set) {
-  return set == nullptr ? 0 : static_cast<std::size_t>(set->nodeNr);
+OwnedXMLText TextOf(xmlNodePtr node) {
+  return OwnedXMLText(xmlNodeGetContent(node));
 }
 
 // The arguments on the stack, the last one on top.
@@ -148,7 +137,7 @@ struct Sides {
         right(Arguments(parser, kSides)[1]) {}
 
   bool AreLargeSets() const {
-    return IsSet(*left) && IsSet(*right) &&
+    return IsNodeSet(*left) && IsNodeSet(*right) &&
            CountOf(left->nodesetval) * CountOf(right->nodesetval) > kPairsLeftToLibxml2;
   }
 
@@ -157,7 +146,7 @@ struct Sides {
 };
 
 std::size_t HashOf(const xmlChar* text) {
-  return text == nullptr ? 0 : std::hash<std::string_view>()(reinterpret_cast<const char*>(text));
+  return std::hash<std::string_view>()(View(text));
 }
 
 // Whether the text of a node on one side is that of one on the other.
@@ -170,7 +159,7 @@ bool HaveCommonText(xmlXPathParserContextPtr parser, const xmlNodeSet& one, cons
     xmlXPathErr(parser, XPATH_MEMORY_ERROR);
     return false;
   }
-  XMLText text = TextOf(nullptr);
+  OwnedXMLText text;
   const auto isText = [&](std::size_t number) {
     return !MayGoOn(parser) || xmlStrEqual(TextOf(kept.nodeTab[number]).get(), text.get()) != 0;
   };
@@ -198,7 +187,7 @@ bool HasOtherText(xmlXPathParserContextPtr parser, const xmlNodeSet& set, const 
 
 // Whether there are two different texts, one on each side.
 bool HaveDifferentTexts(xmlXPathParserContextPtr parser, const xmlNodeSet& one, const xmlNodeSet& other) {
-  const XMLText first = TextOf(one.nodeTab[0]);
+  const OwnedXMLText first = TextOf(one.nodeTab[0]);
   return HasOtherText(parser, other, first.get()) || HasOtherText(parser, one, first.get());
 }
 
@@ -262,8 +251,7 @@ bool AreOrdered(xmlXPathParserContextPtr parser, Order order, const xmlNodeSet& 
 
 // Compared with a set, it would be copied for each node, only to be made a number.
 void MakeNumber(xmlXPathParserContextPtr parser, xmlXPathObjectPtr& side, const xmlXPathObject& other) {
-  if (side->type == XPATH_STRING && IsSet(other) && side->stringval != nullptr &&
-      std::strlen(reinterpret_cast<const char*>(side->stringval)) > kShortText) {
+  if (side->type == XPATH_STRING && IsNodeSet(other) && View(side->stringval).size() > kShortText) {
     side = xmlXPathConvertNumber(side);
     parser->value = parser->valueTab[parser->valueNr - 1];
   }

@@ -3,10 +3,10 @@
 #include "ZEPXMLFunctions_libxslt.h"
 #include "ZEPXMLNodeUnion_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLValues_libxml2.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <memory>
 #include <string_view>
 
 #include <libxml/valid.h>
@@ -18,19 +18,8 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-using XMLText = std::unique_ptr<xmlChar, void (*)(xmlChar*)>;
-using Value = std::unique_ptr<xmlXPathObject, void (*)(xmlXPathObjectPtr)>;
-
-XMLText Owned(xmlChar* text) {
-  return {text, [](xmlChar* owned) { xmlFree(owned); }};
-}
-
-Value Pop(xmlXPathParserContextPtr parser) {
-  return {valuePop(parser), xmlXPathFreeObject};
-}
-
-bool IsSet(const xmlXPathObject& value) {
-  return value.type == XPATH_NODESET || value.type == XPATH_XSLT_TREE;
+OwnedXMLValue Pop(xmlXPathParserContextPtr parser) {
+  return OwnedXMLValue(valuePop(parser));
 }
 
 // Calls `visit` with each node, as long as it says true.
@@ -50,10 +39,10 @@ xmlNodePtr ElementWithId(xmlDocPtr document, const xmlChar* id) {
 
 // The ids stand in one text, with blanks between them. False when the work is to end.
 bool AddElements(xmlXPathParserContextPtr parser, const xmlChar* ids, XMLNodeUnion& found) {
-  const std::string_view text = ids == nullptr ? "" : reinterpret_cast<const char*>(ids);
+  const std::string_view text = View(ids);
   for (std::size_t begin = text.find_first_not_of(kBlanks); begin < text.size();) {
     const std::size_t end = std::min(text.find_first_of(kBlanks, begin), text.size());
-    const XMLText id = Owned(xmlStrndup(ids + begin, static_cast<int>(end - begin)));
+    const OwnedXMLText id(xmlStrndup(ids + begin, static_cast<int>(end - begin)));
     const xmlNodePtr element = ElementWithId(parser->context->doc, id.get());
     if (!MayGoOn(*XMLSession::Current(), parser) || (element != nullptr && !found.Add(parser, element))) {
       return false;
@@ -64,7 +53,8 @@ bool AddElements(xmlXPathParserContextPtr parser, const xmlChar* ids, XMLNodeUni
 }
 
 // As if key() were asked for the text of this node alone.
-bool AddNodesOfKey(xmlXPathParserContextPtr parser, const Value& name, xmlNodePtr node, XMLNodeUnion& found) {
+bool AddNodesOfKey(xmlXPathParserContextPtr parser, const OwnedXMLValue& name, xmlNodePtr node,
+                   XMLNodeUnion& found) {
   if (!MayGoOn(*XMLSession::Current(), parser)) {
     return false;
   }
@@ -74,7 +64,7 @@ bool AddNodesOfKey(xmlXPathParserContextPtr parser, const Value& name, xmlNodePt
   if (parser->error != XPATH_EXPRESSION_OK) {
     return false;
   }
-  const Value nodes = Pop(parser);
+  const OwnedXMLValue nodes = Pop(parser);
   return found.Add(parser, nodes->nodesetval);
 }
 
@@ -85,26 +75,27 @@ void FindById(xmlXPathParserContextPtr parser, int argumentCount) {
     xmlXPathIdFunction(parser, argumentCount); // says what is wrong
     return;
   }
-  const Value ids = Pop(parser);
+  const OwnedXMLValue ids = Pop(parser);
   XMLNodeUnion found;
   const bool isDone =
-      IsSet(*ids) ? AllOf(ids->nodesetval,
-                          [&](xmlNodePtr node) {
-                            return AddElements(parser, Owned(xmlXPathCastNodeToString(node)).get(), found);
-                          })
-                  : AddElements(parser, Owned(xmlXPathCastToString(ids.get())).get(), found);
+      IsNodeSet(*ids)
+          ? AllOf(ids->nodesetval,
+                  [&](xmlNodePtr node) {
+                    return AddElements(parser, OwnedXMLText(xmlXPathCastNodeToString(node)).get(), found);
+                  })
+          : AddElements(parser, OwnedXMLText(xmlXPathCastToString(ids.get())).get(), found);
   if (isDone) {
     Give(parser, found);
   }
 }
 
 void FindByKey(xmlXPathParserContextPtr parser, int argumentCount) {
-  if (argumentCount != 2 || !IsSet(*parser->value)) {
+  if (argumentCount != 2 || !IsNodeSet(*parser->value)) {
     xsltKeyFunction(parser, argumentCount);
     return;
   }
-  const Value texts = Pop(parser);
-  const Value name = Pop(parser);
+  const OwnedXMLValue texts = Pop(parser);
+  const OwnedXMLValue name = Pop(parser);
   XMLNodeUnion found;
   if (AllOf(texts->nodesetval, [&](xmlNodePtr node) { return AddNodesOfKey(parser, name, node, found); })) {
     Give(parser, found);
