@@ -1,11 +1,14 @@
 #include "ZEPXMLExpressionPlaces_libxslt.h"
 
 #include "ZEPXMLExpressionText.h"
+#include "ZEPXMLFunctions_libxslt.h"
+#include "ZEPXMLSession_libxslt.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,7 +20,7 @@
 namespace zep {
 namespace {
 
-using Rewrite = std::optional<std::string> (*)(std::string_view);
+using Rewrite = std::optional<std::string> (*)(std::string_view, XMLExpressionTest);
 
 const char* Text(const xmlChar* text) {
   return reinterpret_cast<const char*>(text);
@@ -25,6 +28,21 @@ const char* Text(const xmlChar* text) {
 
 const xmlChar* XMLText(const std::string& text) {
   return reinterpret_cast<const xmlChar*>(text.c_str());
+}
+
+using ExpressionContext = std::unique_ptr<xmlXPathContext, void (*)(xmlXPathContextPtr)>;
+using Expression = std::unique_ptr<xmlXPathCompExpr, void (*)(xmlXPathCompExprPtr)>;
+
+bool IsExpression(std::string_view text) {
+  const ExpressionContext context(xmlXPathNewContext(nullptr), xmlXPathFreeContext);
+  if (context == nullptr) {
+    return false;
+  }
+  context->error = [](void*, xmlErrorPtr) {}; // said when it is compiled
+  LimitExpressionDepth(*XMLSession::Current(), *context);
+  const Expression compiled(xmlXPathCtxtCompile(context.get(), XMLText(std::string(text))),
+                            xmlXPathFreeCompExpr);
+  return compiled != nullptr;
 }
 
 bool IsOneOf(std::initializer_list<std::string_view> names, std::string_view name) {
@@ -48,7 +66,7 @@ Rewrite RewriteOf(std::string_view element, std::string_view attribute) {
 }
 
 bool Put(const xmlNode& text, Rewrite rewrite) {
-  const std::optional<std::string> replaced = rewrite(Text(text.content));
+  const std::optional<std::string> replaced = rewrite(Text(text.content), IsExpression);
   if (!replaced) {
     return true;
   }
@@ -88,7 +106,8 @@ bool ReplaceOperators(xsltStylesheetPtr stylesheet, xsltKeyDef& key) {
   if (std::strpbrk(Text(key.match), kSignsOfOperators) == nullptr) {
     return true;
   }
-  const std::optional<std::string> text = WithFunctionsForOperators(PathsOfKey(Text(key.match)));
+  const std::optional<std::string> text =
+      WithFunctionsForOperators(PathsOfKey(Text(key.match)), IsExpression);
   if (!text || key.comp == nullptr) {
     return true;
   }

@@ -192,7 +192,7 @@ private:
 // ---- reading an expression ---------------------------------------------------------------------
 
 // Reads from left to right, with stacks of its own in place of recursion. It takes all that libxml2 takes,
-// and some more: what it does not take, libxml2 reports.
+// and some more.
 class Reader {
 public:
   explicit Reader(std::string_view text) : m_text(text) {}
@@ -712,11 +712,11 @@ bool MayNeedChanges(std::string_view text) {
 // Copies a text with some of its parts changed.
 class Copy {
 public:
-  explicit Copy(std::string_view text) : m_text(text) {}
+  Copy(std::string_view text, XMLExpressionTest isExpression) : m_text(text), m_isExpression(isExpression) {}
 
   void Change(std::size_t begin, std::size_t end) {
     if (const std::optional<std::string> changed =
-            WithFunctionsForOperators(m_text.substr(begin, end - begin))) {
+            WithFunctionsForOperators(m_text.substr(begin, end - begin), m_isExpression)) {
       m_result.append(m_text.substr(m_done, begin - m_done)) += *changed;
       m_done = end;
     }
@@ -730,6 +730,7 @@ public:
 
 private:
   std::string_view m_text;
+  XMLExpressionTest m_isExpression;
   std::size_t m_done = 0;
   std::string m_result;
 };
@@ -746,15 +747,21 @@ bool IsQuote(char c) {
 
 } // namespace
 
-std::optional<std::string> WithFunctionsForOperators(std::string_view expression) {
-  return MayNeedChanges(expression) ? Reader(expression).Result() : std::nullopt;
+std::optional<std::string> WithFunctionsForOperators(std::string_view expression,
+                                                     XMLExpressionTest isExpression) {
+  if (!MayNeedChanges(expression)) {
+    return std::nullopt;
+  }
+  std::optional<std::string> result = Reader(expression).Result();
+  return result && isExpression(expression) ? std::move(result) : std::nullopt;
 }
 
-std::optional<std::string> PatternWithFunctionsForOperators(std::string_view pattern) {
+std::optional<std::string> PatternWithFunctionsForOperators(std::string_view pattern,
+                                                            XMLExpressionTest isExpression) {
   if (pattern.find('[') == std::string_view::npos || !MayNeedChanges(pattern)) {
     return std::nullopt;
   }
-  Copy copy(pattern);
+  Copy copy(pattern, isExpression);
   std::size_t begin = 0;
   std::size_t depth = 0;
   for (std::size_t i = 0; i < pattern.size();) {
@@ -772,11 +779,12 @@ std::optional<std::string> PatternWithFunctionsForOperators(std::string_view pat
   return copy.Result();
 }
 
-std::optional<std::string> AttributeWithFunctionsForOperators(std::string_view value) {
+std::optional<std::string> AttributeWithFunctionsForOperators(std::string_view value,
+                                                              XMLExpressionTest isExpression) {
   if (value.find('{') == std::string_view::npos || !MayNeedChanges(value)) {
     return std::nullopt;
   }
-  Copy copy(value);
+  Copy copy(value, isExpression);
   for (std::size_t i = value.find('{'); i < value.size(); i = value.find('{', i)) {
     const std::size_t begin = ++i;
     if (i < value.size() && value[i] == '{') { // stands for itself

@@ -26,13 +26,19 @@ constexpr char kNextFunction[] = "zep_operator_next";
 // Where none of these stands, there is nothing to change.
 constexpr char kSignsOfOperators[] = "/|=<>_";
 
+// Whether libxml2 takes a text as an expression.
+using XMLExpressionTest = bool (*)(std::string_view);
+
 // The text of an XPath expression with calls of these functions in place of those operators that may meet
-// two large sets of nodes, or find many nodes again and again. Nothing if it has none. What is not
-// well-formed stays as it is, at the least as far as its parser needs to see that.
-std::optional<std::string> WithFunctionsForOperators(std::string_view expression);
+// two large sets of nodes, or find many nodes again and again. Nothing if it has none. What is no expression
+// stays as it is, so that what is said of it names what its author wrote.
+std::optional<std::string> WithFunctionsForOperators(std::string_view expression,
+                                                     XMLExpressionTest isExpression);
 
 // The same for what stands in the predicates of a pattern, and in the braces of an attribute.
-std::optional<std::string> PatternWithFunctionsForOperators(std::string_view pattern);
-std::optional<std::string> AttributeWithFunctionsForOperators(std::string_view value);
+std::optional<std::string> PatternWithFunctionsForOperators(std::string_view pattern,
+                                                            XMLExpressionTest isExpression);
+std::optional<std::string> AttributeWithFunctionsForOperators(std::string_view value,
+                                                              XMLExpressionTest isExpression);
 
 } // namespace zep

@@ -427,6 +427,20 @@ TEST_F(XMLOperators, xml_comparisons_of_large_sets_give_each_answer_for_each_kin
   }
 }
 
+// ---- what is said of an expression -------------------------------------------------------------
+
+TEST_F(XMLOperators, xml_expressions_that_are_none_are_reported_as_they_were_written) {
+  for (const std::string expression : {"//b/..[c] | d", "a/.. = b//c +", "//b//[c]"}) {
+    for (const std::string& body :
+         {"<xsl:value-of select='" + expression + "'/>", "<o a='{" + expression + "}'/>",
+          "<xsl:for-each select='a[" + expression + "]'/>"}) {
+      const Outcome outcome = Applied(SheetOf(body), "<a/>", Format::AsWritten);
+      ExpectFailure(outcome, expression);
+      EXPECT_EQ(outcome.message.find("zep_operator"), std::string::npos) << outcome.message;
+    }
+  }
+}
+
 // ---- wherever an expression stands -------------------------------------------------------------
 
 struct Place {
