@@ -60,7 +60,7 @@ zep::XSLTStylesheet Compiled(zep::XMLSession& session, const zep::StylesheetText
   if (stylesheet != nullptr && xsltParseStylesheetUser(stylesheet.get(), document.get()) == 0) {
     static_cast<void>(document.release()); // belongs to the stylesheet now
     if (!zep::ReplaceOperatorsOfKeys(stylesheet.get())) {
-      session.Fail("out of memory");
+      session.Fail("the pattern of a key cannot be compiled");
     }
     if (!session.HasFailed() && !NamesUnknownEncoding(stylesheet.get(), message)) {
       return stylesheet;

@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kOwnNames = "zep_operator_";
 constexpr std::string_view kUnknown = "unknown-"; // in front of one of them that is none of ours
 constexpr std::size_t kShortLiteral = 256;
-// libxml2 refuses what is nested more deeply, or has so many operators.
+constexpr char kNoExpression[] = "!"; // in front of what cannot be read: nothing begins so
 constexpr std::size_t kMaxFrames = 512;
 constexpr std::size_t kMaxChanges = 1'000'000;
 
@@ -191,18 +191,18 @@ private:
 
 // ---- reading an expression ---------------------------------------------------------------------
 
-// Reads from left to right, with stacks of its own in place of recursion. It takes all that libxml2 takes,
-// and some more.
+// Reads from left to right, with stacks of its own in place of recursion. It takes what libxml2 takes, and
+// some more; but not a call without an end, and not what is larger than anybody needs.
 class Reader {
 public:
   explicit Reader(std::string_view text) : m_text(text) {}
 
-  // Nothing if it is not well-formed, or if there is nothing to change.
+  // Nothing if there is nothing to change.
   std::optional<std::string> Result() {
-    if (!Read() || m_changes.Count() == 0) {
-      return std::nullopt;
+    if (!Read()) {
+      return kNoExpression + std::string(m_text);
     }
-    return m_changes.AppliedTo(m_text);
+    return m_changes.Count() == 0 ? std::nullopt : std::optional(m_changes.AppliedTo(m_text));
   }
 
 private:

@@ -31,7 +31,8 @@ using XMLExpressionTest = bool (*)(std::string_view);
 
 // The text of an XPath expression with calls of these functions in place of those operators that may meet
 // two large sets of nodes, or find many nodes again and again. Nothing if it has none. What is no expression
-// stays as it is, so that what is said of it names what its author wrote.
+// stays as it is, so that what is said of it names what its author wrote. What libxml2 takes although it is
+// none (a call without an end) becomes a text that it does not take.
 std::optional<std::string> WithFunctionsForOperators(std::string_view expression,
                                                      XMLExpressionTest isExpression);
 

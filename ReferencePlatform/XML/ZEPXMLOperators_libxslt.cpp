@@ -275,23 +275,38 @@ void CompareNumbers(xmlXPathParserContextPtr parser, int /*count*/) {
 
 // ---- finding them ------------------------------------------------------------------------------
 
+// They are called as they were written into the expression, or not at all.
+template <xmlXPathFunction function, int least, int most, bool isInPath>
+void Checked(xmlXPathParserContextPtr parser, int count) {
+  if (count < least || count > most || (isInPath && XMLSession::Current()->collections == nullptr)) {
+    xmlXPathErr(parser, XPATH_INVALID_ARITY);
+    return;
+  }
+  function(parser, count);
+}
+
 struct NamedOperator {
   std::string_view name;
   xmlXPathFunction function;
 };
 
+constexpr int kAnyNumber = std::numeric_limits<int>::max();
+
+template <xmlXPathFunction function>
+constexpr xmlXPathFunction kBetweenSides = Checked<function, kSides, kSides, false>;
+
 constexpr NamedOperator kOperators[] = {
-    {kUnionFunction, Unite},
-    {kEqualFunction, CompareTexts<xmlXPathEqualValues, HaveCommonText>},
-    {kNotEqualFunction, CompareTexts<xmlXPathNotEqualValues, HaveDifferentTexts>},
-    {kLessFunction, CompareNumbers<Order::Less>},
-    {kLessOrEqualFunction, CompareNumbers<Order::LessOrEqual>},
-    {kGreaterFunction, CompareNumbers<Order::Greater>},
-    {kGreaterOrEqualFunction, CompareNumbers<Order::GreaterOrEqual>},
-    {kPathFunction, Path},
-    {kBeginFunction, Begin},
-    {kCollectFunction, Collect},
-    {kNextFunction, Next},
+    {kUnionFunction, Checked<Unite, 1, kAnyNumber, false>},
+    {kPathFunction, Checked<Path, 1, kAnyNumber, true>},
+    {kBeginFunction, Checked<Begin, 0, 0, false>},
+    {kCollectFunction, Checked<Collect, 1, 1, true>},
+    {kNextFunction, Checked<Next, 0, 0, true>},
+    {kEqualFunction, kBetweenSides<CompareTexts<xmlXPathEqualValues, HaveCommonText>>},
+    {kNotEqualFunction, kBetweenSides<CompareTexts<xmlXPathNotEqualValues, HaveDifferentTexts>>},
+    {kLessFunction, kBetweenSides<CompareNumbers<Order::Less>>},
+    {kLessOrEqualFunction, kBetweenSides<CompareNumbers<Order::LessOrEqual>>},
+    {kGreaterFunction, kBetweenSides<CompareNumbers<Order::Greater>>},
+    {kGreaterOrEqualFunction, kBetweenSides<CompareNumbers<Order::GreaterOrEqual>>},
 };
 
 } // namespace
