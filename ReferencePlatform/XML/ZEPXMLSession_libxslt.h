@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ZEPXMLLimits.h"
+#include "ZEPXMLLocale_posix.h"
 #include "ZEPXMLMemory_libxml2.h"
 #include "ZEPXMLStylesheetText.h"
 #include "ZEPXMLWatch_posix.h"
@@ -103,6 +104,7 @@ private:
   void CountUnfilledText();
 
   XMLLimits m_limits;
+  XMLPlainLocale m_locale;
   std::chrono::steady_clock::time_point m_deadline;
   XMLMemory m_memory;
   XMLStackWatch m_stack;

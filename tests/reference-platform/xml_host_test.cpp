@@ -2,7 +2,9 @@
 #include "session_test_support.h"
 
 #include <atomic>
+#include <clocale>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -150,6 +152,30 @@ TEST_F(XMLHost, xml_host_without_limits_of_ours) {
   ExpectFailure(Applied(kSheet, "<a>" + Repeated("<b/>", 20) + "</a>"), "ZEP_XSLT_MAX_NODES");
   EXPECT_EQ(HostApplied(TextSheet(Repeated("<b/>x", 20))), Repeated("x", 20));
   unsetenv("ZEP_XSLT_MAX_NODES");
+}
+
+// The decimal comma is the host's, before and after.
+TEST_F(XMLHost, xml_numbers_have_a_point_in_every_locale) {
+  const session::TempDirectory directory;
+  const std::string command =
+      "localedef -i de_DE -f UTF-8 --no-archive " + directory.Path("de_DE.UTF-8") + " 2>/dev/null";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(session::InChild({{"LOCPATH", directory.Path()}},
+                             [] {
+                               if (setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
+                                 return 1;
+                               }
+                               const Outcome outcome = Applied(
+                                   TextSheet("<xsl:value-of select='concat(1.5, \"|\", 1 div 4, \"|\", "
+                                             "number(string(2.5)) = 2.5, \"|\", sum(//b), \"|\", "
+                                             "format-number(1234.5, \"#,##0.00\"))'/>"),
+                                   "<a><b>0.5</b><b>1.25</b></a>");
+                               if (outcome.output != "1.5|0.25|true|1.75|1,234.50") {
+                                 return 2;
+                               }
+                               return *localeconv()->decimal_point == ',' ? 0 : 3;
+                             }),
+            0);
 }
 
 TEST_F(XMLHost, xml_limits_hold_on_every_thread) {
