@@ -517,6 +517,21 @@ bool HasTooManyDeclarations(XMLSession& session, const xmlNode& node) {
   return session.declarations > kMaxDeclarations;
 }
 
+bool IsXSLT(const xmlNode& node, const char* name) {
+  return node.type == XML_ELEMENT_NODE && node.ns != nullptr && std::strcmp(Text(node.name), name) == 0 &&
+         xmlStrEqual(node.ns->href, XSLT_NAMESPACE) != 0;
+}
+
+bool HasTooManyParameters(const xmlNode& node) {
+  int count = 0;
+  if (IsXSLT(node, "template")) {
+    for (const xmlNode* child = node.children; child != nullptr; child = child->next) {
+      count += IsXSLT(*child, "param") ? 1 : 0;
+    }
+  }
+  return count > kMaxXMLParameters;
+}
+
 bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
   XMLOperatorReplacer replacer;
   for (const xmlNode* node = xmlDocGetRootElement(&document); node != nullptr; node = NextInDocument(node)) {
@@ -526,6 +541,10 @@ bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
     }
     if (HasTooManyParts(*node)) {
       session.Fail("an attribute with more than 64 expressions is refused");
+      return true;
+    }
+    if (HasTooManyParameters(*node)) {
+      session.Fail("a template with more than 1000 parameters is refused");
       return true;
     }
     if (!replacer.Replace(*node)) {

@@ -142,6 +142,34 @@ bool AreSmall(const XMLSession& session, const xmlNodeSet& nodes) {
   return count <= kNodesSortedUnweighed && count * session.TextBytes() <= kBytesSortedUnweighed;
 }
 
+// ---- variables ---------------------------------------------------------------------------------
+
+constexpr int kMaxVariables = 65'536; // in use at the same time, parameters among them
+
+// The parameters of a template come without a look in between. The last one of these may come after a
+// failure.
+constexpr int kRoomForVariables = 2 * kMaxXMLParameters;
+
+// libxslt loses the table of variables when that cannot grow, and goes on. So it grows here, ahead.
+void MakeRoomForVariables(XMLSession& session) {
+  xsltTransformContext& transformation = *session.Transformation();
+  const int room = transformation.varsMax - transformation.varsNr;
+  if (room >= kRoomForVariables || session.HasFailed()) {
+    return;
+  }
+  const int enough = 2 * (transformation.varsNr + kRoomForVariables);
+  void* const table =
+      transformation.varsNr > kMaxVariables
+          ? nullptr
+          : xmlRealloc(transformation.varsTab, sizeof(xsltStackElemPtr) * static_cast<std::size_t>(enough));
+  if (table == nullptr) {
+    session.Fail("the stylesheet has too many variables in use");
+    return;
+  }
+  transformation.varsTab = static_cast<xsltStackElemPtr*>(table);
+  transformation.varsMax = enough;
+}
+
 } // namespace
 
 void SortWatched(xsltTransformContextPtr transformation, xmlNodePtr* sorts, int count) {
@@ -161,6 +189,7 @@ void SortWatched(xsltTransformContextPtr transformation, xmlNodePtr* sorts, int 
 void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr current) {
   session.WatchWrittenText();
   session.CheckUse();
+  MakeRoomForVariables(session);
   // libxslt stops here too, and writes out its stacks.
   if (session.Transformation()->depth >= session.Limits().maxTemplateDepth) {
     session.Fail("the templates call each other too deeply: an endless recursion");

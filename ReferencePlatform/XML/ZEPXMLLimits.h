@@ -20,6 +20,8 @@ struct XMLLimits {
   int maxTemplateDepth;           // of templates that call templates
 };
 
+constexpr int kMaxXMLParameters = 1'000; // of a template
+
 // The environment may change time and sizes (docs/security.md); what is not a number within bounds
 // counts as not set.
 XMLLimits CurrentXMLLimits();

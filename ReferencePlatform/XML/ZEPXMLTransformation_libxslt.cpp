@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include <libxml/dict.h>
@@ -140,6 +141,7 @@ bool XMLTransformation::MakeContext(XMLSession& session, xmlDocPtr document) {
     return false;
   }
   m_context->debugStatus = XSLT_DEBUG_RUN; // has each instruction watched
+  m_context->maxTemplateVars = std::numeric_limits<int>::max(); // ours comes first, with a better message
   WatchFunctions(m_context.get());
   xsltSetCtxtSortFunc(m_context.get(), SortWatched);
   // Byte by byte, with what is between the fields.
