@@ -47,6 +47,13 @@ struct Freed {
 };
 using Buffer = std::unique_ptr<char, Freed>;
 
+// A kept connection that the server has closed a moment ago fails a request that is sent once at the most.
+// The next one has a connection of its own.
+Answer AskCurrent(const char* verb) {
+  const Answer answer = Ask(ZEPCfgWebServices::NewCallWebService, verb);
+  return ZEPFailed(answer.result) ? Ask(ZEPCfgWebServices::NewCallWebService, verb) : answer;
+}
+
 // The body in pieces, each of which is a text of its own.
 std::string PiecesOf(ZEPHttpClient& client, bool isUTF8) {
   constexpr int kPieceSize = 7;
@@ -91,7 +98,7 @@ std::optional<std::string> BodyByClient() {
 // The bytes are what the server sends, to each request.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Server().AnswerWith(fuzz::Bytes(data, size));
-  const Answer current = Ask(ZEPCfgWebServices::NewCallWebService, size % 2 == 0 ? "GET" : "POST");
+  const Answer current = AskCurrent(size % 2 == 0 ? "GET" : "POST");
   const Answer legacy = Ask(ZEPCfgWebServices::OldCallWebService, "GET");
   fuzz::Require(ZEPFailed(current.result) == ZEPFailed(legacy.result), "both stacks fail together");
   const std::optional<std::string> body = BodyByClient();
