@@ -76,7 +76,7 @@ Early makeRequest(Course& course, const std::string& verb, const Target& target,
   course.Label("Create http query, open it and set the Headers");
   if (verb == "GET") {
     if (!course.Call(Op::CreateHttpGet, target.fullUrl).Gives()) {
-      throw Death{};
+      course.Die();
     }
   } else if (verb == "PUT" || verb == "POST") {
     const Op create = verb == "PUT" ? Op::CreateHttpPut : Op::CreateHttpPost;
@@ -97,7 +97,7 @@ Early performQuery(Course& course, const std::string& verb, const Target& target
   course.Timing(Op::beginPerfo, "<BEGIN WebService>");
   course.Label("Perform the Query");
   if (!course.Call(Op::CreateHttpClient, "0").Gives()) {
-    throw Death{};
+    course.Die();
   }
   const std::string request = verb == "GET" ? "httpGet " : verb == "PUT" ? "httpPut " : "httpPost ";
   const Answer executed = course.Call(Op::Execute, request + target.fullUrl);
@@ -122,7 +122,7 @@ Early downloadCurrent(Course& course, std::string& answer) {
   }
   const Answer text = course.Call(Op::IOUtilsToString);
   if (!content.Gives() && text.acted) {
-    throw Death{}; // read from a stream that is null
+    course.Die(); // read from a stream that is null
   }
   if (text.Fails()) {
     return course.Error("ERROR: ToString failed", text.code);
@@ -149,7 +149,7 @@ long currentStack(Course& course, const Request& request, std::string& answer) {
   }
   course.Label("Get the return code of the WebService");
   if (!course.Call(Op::GetStatusLine).Gives()) {
-    throw Death{};
+    course.Die();
   }
   course.Call(Op::GetStatusCode);
   const int status = course.world.defaultStatus;

@@ -3,8 +3,6 @@
 #include "AllocationWatch.h"
 #include "ZEPBaseUnknown_var.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <csignal>
@@ -127,6 +125,11 @@ const Ability& abilityOf(Op operation) {
   return *ability;
 }
 
+// Nothing needs memory between the last step in front of it and these.
+bool givesBack(Op operation) {
+  return !abilityOf(operation).raises || operation == Op::ZEPFClose;
+}
+
 bool canBe(const Ability& ability, Kind kind) {
   switch (kind) {
   case Kind::Fails:
@@ -222,9 +225,12 @@ void write(int file, const std::string& text) {
   }
 }
 
+int reportOfProcess = -1; // what is written there is what this process says
+
 [[noreturn]] void runAndEnd(int file, const std::function<std::string()>& task) {
   constexpr unsigned int mostSeconds = 300;
   alarm(mostSeconds);
+  reportOfProcess = file;
   write(file, task());
   _exit(0);
 }
@@ -249,6 +255,21 @@ ProcessEnd inProcess(const std::function<std::string()>& task) {
   close(ends[0]);
   waitpid(child, &end.status, 0);
   return end;
+}
+
+// Runs what is to end by the platform's assertion, and gives what that said and the steps in front of it.
+ProcessEnd inDyingProcess(const std::function<void()>& task) {
+  return inProcess([&task]() -> std::string {
+    dup2(reportOfProcess, STDERR_FILENO);
+    const auto report = [](int) {
+      constexpr unsigned int mostSeconds = 10;
+      alarm(mostSeconds); // where it was not the assertion, the memory may be in disorder
+      write(reportOfProcess, "\n" + joined(stepsTaken()));
+    };
+    static_cast<void>(std::signal(SIGABRT, report));
+    task();
+    return "returned";
+  });
 }
 
 std::string unusualEnd(const ProcessEnd& end) {
@@ -369,14 +390,18 @@ private:
 
   // In a process of its own, which the platform's assertion is to end.
   std::string DifferencesOfDeath() const {
-    const ProcessEnd end = inProcess([this]() -> std::string {
-      const int nowhere = open("/dev/null", O_WRONLY);
-      dup2(nowhere, STDERR_FILENO);
+    const ProcessEnd end = inDyingProcess([this] {
       Run run;
       m_scenario.run(run);
-      return "returned";
     });
-    return end.IsAborted() ? "" : "  the platform's assertion did not end the process: " + end.said + "\n";
+    const std::size_t lineEnd = std::min(end.said.size(), end.said.find("\n\n"));
+    if (!end.IsAborted() || !end.said.starts_with("Assertion failed: ")) {
+      return "  the platform's assertion did not end the process: " + end.said + "\n";
+    }
+    const std::string steps = end.said.substr(std::min(end.said.size(), lineEnd + 2));
+    return steps == joined(m_course.log) ? ""
+                                         : "  steps in front of the assertion\n   expected\n" +
+                                               joined(m_course.log) + "   seen\n" + steps;
   }
 
   std::string CheckLiving() const {
@@ -468,8 +493,8 @@ public:
       }
       m_counts.deaths += usual.Deaths();
     }
-    if (m_counts.calls == 0) {
-      m_wrong += "  there is no call that could go wrong\n";
+    if ((m_counts.calls == 0) != m_scenario.callsNothing) {
+      m_wrong += "  there are " + std::to_string(m_counts.calls) + " calls that could go wrong\n";
     }
     return m_wrong;
   }
@@ -561,6 +586,18 @@ private:
   Counts m_counts;
 };
 
+// In a line of its own.
+std::string figuresOf(const Counts& counts) {
+  std::string byKind;
+  int sum = 0;
+  for (std::size_t k = 0; k < kinds.size(); ++k) {
+    sum += counts.byKind[k];
+    byKind += std::string(k == 0 ? "" : ", ") + nameOf(kinds[k]) + " " + std::to_string(counts.byKind[k]);
+  }
+  return std::to_string(sum) + " (" + byKind + "; of them ended by the assertion " +
+         std::to_string(counts.deaths) + ")\n";
+}
+
 std::string leaksOfProcess() {
   if (__lsan_do_recoverable_leak_check != nullptr) {
     script().reset();
@@ -589,23 +626,85 @@ struct AllocationCase {
   long alive = 0;       // behind it and its repetition
 };
 
-// In a repetition nothing fails; the steps are then not those of the first call of a process.
-AllocationCase runAllocationCase(const Scenario& scenario, Mode mode, long nth, bool onward,
-                                 bool isRepetition = false) {
-  const bool isRepeatedFresh = isRepetition && scenario.isFresh;
-  const auto prepare = [&] {
-    script().reset();
-    scenario.prepare();
-    if (mode == Mode::Traced) {
-      script().traceOn();
-      script().perfoOn();
+// What a run did without all the memory it needs, and the course that explains it.
+class MemoryCourse {
+public:
+  MemoryCourse(const Scenario& scenario, Course course, const Run& run)
+      : m_scenario(scenario),
+        m_course(std::move(course)),
+        m_run(run),
+        m_steps(stepsTaken()) {
+    for (std::size_t at = 0; (at = m_run.outcome.find(outOfMemory, at)) != std::string::npos; ++at) {
+      ++m_failures;
     }
-  };
-  Course course; // of the run in which nothing fails
+  }
+
+  // The course with as many ends of the memory as operations reported; the usual one where there is none.
+  Course Find() {
+    const Course usual = With({});
+    Course found = usual;
+    return Explain({}, usual, found) ? found : usual;
+  }
+
+  std::string Differences(const Course& course, bool withSteps) const {
+    std::string wrong = difference("result", course.outcome, m_run.outcome);
+    wrong += difference("output", course.outputs, m_run.outputs);
+    return wrong + (withSteps ? difference("steps", course.log, m_steps) : "");
+  }
+
+private:
+  static constexpr const char* outOfMemory = "std::bad_alloc";
+
+  Course With(std::vector<std::size_t> ends) const {
+    Course course = m_course;
+    course.EndMemoryAt(std::move(ends));
+    m_scenario.course(course);
+    return course;
+  }
+
+  // What is given back behind an end may be what the usual course does next.
+  bool Explain(const std::vector<std::size_t>& ends, const Course& course, Course& found) const {
+    if (ends.size() == m_failures) {
+      found = course;
+      return Differences(course, true).empty();
+    }
+    constexpr std::size_t mostGivenBack = 12;
+    const auto same = static_cast<std::size_t>(
+        std::mismatch(course.log.begin(), course.log.end(), m_steps.begin(), m_steps.end()).first -
+        course.log.begin());
+    for (std::size_t place = course.stepsInFront.size(); place-- > (ends.empty() ? 0 : ends.back() + 1);) {
+      const std::size_t steps = course.stepsInFront[place];
+      if (steps > same || steps + mostGivenBack < same) {
+        continue;
+      }
+      std::vector<std::size_t> more = ends;
+      more.push_back(place);
+      if (Explain(more, With(more), found)) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  const Scenario& m_scenario;
+  const Course m_course;
+  const Run& m_run;
+  const std::vector<std::string> m_steps;
+  std::size_t m_failures = 0;
+};
+
+// The course of a run in which nothing fails, not yet begun.
+Course prepareRun(const Scenario& scenario, Mode mode) {
+  Course course;
   if (!scenario.isFresh) {
     course.stackSetting = "";
   }
-  prepare();
+  script().reset();
+  scenario.prepare();
+  if (mode == Mode::Traced) {
+    script().traceOn();
+    script().perfoOn();
+  }
   course.Begin(script(), mode == Mode::Traced, mode == Mode::Traced);
   if (scenario.before) {
     course.Set({});
@@ -613,31 +712,31 @@ AllocationCase runAllocationCase(const Scenario& scenario, Mode mode, long nth, 
     scenario.before();
   }
   course.Set(scenario.given);
-  scenario.course(course);
-
-  AllocationCase result;
   script().clearLog();
   for (const Fault& fault : scenario.given) {
     inject(fault);
   }
+  return course;
+}
+
+// In a repetition nothing fails; the steps are then not those of the first call of a process.
+AllocationCase runAllocationCase(const Scenario& scenario, Mode mode, long nth, bool onward,
+                                 bool isRepetition = false) {
+  const Course prepared = prepareRun(scenario, mode);
+  AllocationCase result;
   Run run(true, nth, onward);
   scenario.run(run);
   result.allocations = run.allocations;
-  if (run.outcome == course.outcome) {
-    result.wrong += difference("output", course.outputs, run.outputs);
-    if (!isRepeatedFresh) {
-      result.wrong += difference("steps", course.log, stepsTaken());
-    }
-  } else {
-    result.wrong += difference("result", "std::bad_alloc ", run.outcome);
-    if (!course.passed.contains(run.outputs)) {
-      result.wrong += "  an output that is none of the operation: " + run.outputs + "\n";
-    }
+  MemoryCourse seen(scenario, prepared, run);
+  const Course course = seen.Find();
+  const bool isKnown = !(isRepetition && scenario.isFresh);
+  result.wrong += seen.Differences(course, isKnown);
+  if (isKnown) {
+    result.wrong += difference("living objects", course.LivingObjects(), livingObjects());
   }
   script().endInjections();
   script().allowUnused();
-  const bool leftOpen = !course.openFiles.empty();
-  if (leftOpen) {
+  if (!course.openFiles.empty()) {
     script().allowOpenFile();
   }
   if (scenario.after) {
@@ -697,8 +796,8 @@ AllocationFigures failAllocations(const Scenario& scenario, Mode mode) {
       }
     }
   }
-  if (usual.allocations == 0) {
-    figures.wrong += "nothing was allocated\n";
+  if ((usual.allocations == 0) != scenario.allocatesNothing) {
+    figures.wrong += "there were " + std::to_string(usual.allocations) + " allocations\n";
   }
   return figures;
 }
@@ -730,14 +829,31 @@ void Course::Begin(const scripted::Inputs& inputs, bool traced, bool timed) {
 void Course::Set(std::vector<Fault> faults) {
   m_faults = std::move(faults);
   m_counts.clear();
+  m_ends.clear();
+  m_isDead = false;
   log.clear();
   called.clear();
   outcome.clear();
   outputs.clear();
-  passed.clear();
+  stepsInFront.clear();
+}
+
+void Course::MayEnd() {
+  stepsInFront.push_back(log.size());
+  if (std::find(m_ends.begin(), m_ends.end(), stepsInFront.size() - 1) != m_ends.end()) {
+    throw Exception{"std::bad_alloc"};
+  }
+}
+
+void Course::Die() {
+  m_isDead = true;
+  throw Death{};
 }
 
 Answer Course::Call(Op operation, const std::string& arguments, long usual) {
+  if (!givesBack(operation)) {
+    MayEnd();
+  }
   log.push_back(std::string(scripted::nameOf(operation)) + "(" + arguments + ")");
   called.push_back(operation);
   const int nth = ++m_counts[operation];
@@ -764,10 +880,13 @@ Answer Course::Call(Op operation, const std::string& arguments, long usual) {
 }
 
 void Course::Trace(const std::string& className, const std::string& line) {
-  log.push_back(className + " " + line);
+  if (!m_isDead) {
+    log.push_back(className + " " + line);
+  }
 }
 
 void Course::Label(const std::string& text) {
+  MayEnd();
   if (m_traced) {
     Trace(classes.back(), "| " + text);
   }
@@ -779,11 +898,13 @@ long Course::Error(const std::string& message, long result) {
 }
 
 void Course::Error(const std::string& message) {
+  MayEnd();
   Trace(classes.back(), "| <ERROR>");
   Trace(classes.back(), "| <INDENT> " + message);
 }
 
 void Course::Notice(const std::string& text) {
+  MayEnd();
   Trace(classes.back(), "| " + text);
 }
 
@@ -794,26 +915,34 @@ void Course::Timing(Op operation, const char* text) {
   }
 }
 
-void Course::Starts(std::string& output, const std::string& before) {
-  m_output = &output;
-  Gives(output, before);
-}
-
 void Course::Gives(std::string& output, const std::string& text) {
+  MayEnd();
   output = text;
-  if (&output == m_output) {
-    passed.insert(text + "|");
-  }
 }
 
-void Course::Record(const std::function<void(Run&)>& run) {
-  script().clearLog();
-  Run usual;
-  run(usual);
-  outcome = usual.outcome;
-  outputs = usual.outputs;
-  log = stepsTaken();
-  passed.insert(outputs);
+void Course::Repeat(const Recording& recording, const std::vector<std::string>& outputsOnTheWay) {
+  outputs = recording.outputs;
+  const auto mayEnd = [&] {
+    for (const std::string& text : outputsOnTheWay) {
+      outputs = {text};
+      MayEnd();
+    }
+    outputs = recording.outputs;
+    MayEnd();
+  };
+  const bool hasFrame = !recording.steps.empty() && recording.steps.back().ends_with(" <");
+  const auto end = recording.steps.end() - (hasFrame ? 2 : 0); // without exit and the end of the method
+  try {
+    for (auto step = recording.steps.begin(); step != end; ++step) {
+      mayEnd();
+      log.push_back(*step);
+    }
+    mayEnd();
+    outcome = recording.outcome;
+  } catch (const Exception& exception) {
+    Outcome(exception.name);
+  }
+  log.insert(log.end(), end, recording.steps.end());
 }
 
 std::vector<std::string> Course::LivingObjects() const {
@@ -834,6 +963,7 @@ std::vector<std::string> Course::LivingObjects() const {
 }
 
 Frame::Frame(Course& course, const std::string& className, const std::string& signature) : m_course(course) {
+  m_course.MayEnd();
   m_course.classes.push_back(className);
   if (m_course.IsTraced()) {
     m_course.Trace(className, "> long __cdecl " + className + "::" + signature);
@@ -856,11 +986,19 @@ long Frame::Result(long code) {
 
 // ---- run ---------------------------------------------------------------------------------------
 
+long Run::FirstFailure() const {
+  if (!m_failsAllocations || m_nth == 0) {
+    return 0;
+  }
+  constexpr long atOnce = 1;
+  return m_nth > allocations ? m_nth - allocations : m_onward ? atOnce : 0;
+}
+
 void Run::Returns(const std::function<long()>& operation) {
   const char* exception = nullptr;
   long result = 0;
   {
-    const allocations::Watch watch(m_failsAllocations ? m_nth : 0, m_onward);
+    const allocations::Watch watch(FirstFailure(), m_onward);
     try {
       result = operation();
     } catch (const ScriptedException&) {
@@ -875,34 +1013,83 @@ void Run::Returns(const std::function<long()>& operation) {
   outcome += (exception != nullptr ? std::string(exception) : scripted::codeName(result)) + " ";
 }
 
-// ---- what a test calls -------------------------------------------------------------------------
-
-void failEveryCall(const Scenario& scenario) {
-  const ProcessEnd end = inProcess([&scenario] {
-    Matrix matrix(scenario);
-    std::string wrong = matrix.Wrong();
-    wrong += leaksOfProcess();
-    const Counts counts = matrix.Figures();
-    std::string figures;
-    int sum = 0;
-    for (std::size_t k = 0; k < kinds.size(); ++k) {
-      sum += counts.byKind[k];
-      figures += std::string(k == 0 ? "" : ", ") + nameOf(kinds[k]) + " " + std::to_string(counts.byKind[k]);
-    }
-    return std::to_string(sum) + " (" + figures + "; of them ended by the assertion " +
-           std::to_string(counts.deaths) + ")\n" + wrong;
-  });
-  report(scenario, end);
+Scenario withoutMemory(Scenario scenario) {
+  scenario.allocatesNothing = true;
+  return scenario;
 }
 
-void failEveryAllocation(const Scenario& scenario) {
-  const ProcessEnd end = inProcess([&scenario] {
-    AllocationFigures traced = failAllocations(scenario, Mode::Traced);
-    AllocationFigures untraced = failAllocations(scenario, Mode::Untraced);
-    return std::to_string(traced.faults + untraced.faults) + " allocations\n" + traced.wrong +
-           untraced.wrong + leaksOfProcess();
+Scenario inProcessesOfItsOwn(Scenario scenario) {
+  scenario.isFresh = true;
+  return scenario;
+}
+
+Scenario withFault(Scenario scenario, Op operation, Kind kind) {
+  scenario.given = {{operation, kind}};
+  scenario.name += std::string(", where ") + scripted::nameOf(operation) + " " + nameOf(kind);
+  return scenario;
+}
+
+Recording recordingOf(const std::function<void(Run&)>& run, bool traced) {
+  const ProcessEnd end = inProcess([&] {
+    script().reset();
+    if (traced) {
+      script().traceOn();
+    }
+    Run usual;
+    run(usual);
+    std::string said = usual.outcome + "\n" + std::to_string(usual.outputs.size()) + "\n";
+    for (const std::string& output : usual.outputs) {
+      said += output + "\n";
+    }
+    for (const std::string& step : stepsTaken()) {
+      said += step + "\n";
+    }
+    return said;
   });
-  report(scenario, end);
+  const std::vector<std::string> lines = linesOf(end.said);
+  if (!end.IsUsual() || lines.size() < 2) {
+    throw std::runtime_error("nothing was recorded");
+  }
+  const auto outputs = lines.begin() + 2;
+  const auto steps = outputs + std::stol(lines[1]);
+  return {lines[0], {outputs, steps}, {steps, lines.end()}};
+}
+
+// ---- what is tested ----------------------------------------------------------------------------
+
+std::string nameOfArea(const testing::TestParamInfo<Area>& info) {
+  return info.param.name;
+}
+
+void PrintTo(const Area& area, std::ostream* stream) {
+  *stream << area.name;
+}
+
+// The matrix of platform faults.
+TEST_P(FaultTest, operations_doWhatTheyShould_whicheverCallFails) {
+  for (const Scenario& scenario : GetParam().scenarios()) {
+    const ProcessEnd end = inProcess([&scenario] {
+      Matrix matrix(scenario);
+      std::string wrong = matrix.Wrong();
+      wrong += leaksOfProcess();
+      return figuresOf(matrix.Figures()) + wrong;
+    });
+    report(scenario, end);
+  }
+}
+
+// The exception passes through, or the operation does not need the memory and does all that it does
+// otherwise. Nothing leaks, and the next run is the usual one.
+TEST_P(FaultTest, operations_loseNothing_whicheverAllocationFails) {
+  for (const Scenario& scenario : GetParam().scenarios()) {
+    const ProcessEnd end = inProcess([&scenario] {
+      const AllocationFigures traced = failAllocations(scenario, Mode::Traced);
+      const AllocationFigures untraced = failAllocations(scenario, Mode::Untraced);
+      return std::to_string(traced.faults + untraced.faults) + " allocations\n" + traced.wrong +
+             untraced.wrong + leaksOfProcess();
+    });
+    report(scenario, end);
+  }
 }
 
 } // namespace fault

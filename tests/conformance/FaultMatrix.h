@@ -2,9 +2,13 @@
 
 #include "ScriptedPlatform.h"
 
+#include <gtest/gtest.h>
+
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -15,6 +19,10 @@
 // the scripted platform once for each call that it makes, each way in which this call can go wrong,
 // once and from there on, and compares result, output, calls, records and living objects with the
 // course. Behind each fault the operation runs once more without it.
+//
+// In the same way it runs once for each allocation that the library makes. The place in the course at
+// which the memory ended is looked for: what was seen has to be the course up to there, and what is
+// still to be given back.
 namespace fault {
 
 using scripted::Op;
@@ -50,12 +58,25 @@ struct Exception {
 };
 struct Death {}; // the platform's assertion ends the process
 
+// What an operation that calls nothing of the platform did, when nothing failed.
+struct Recording {
+  std::string outcome;
+  std::vector<std::string> outputs;
+  std::vector<std::string> steps;
+};
+
 // What an operation is to do under the faults that are set. Lines are those of the script's log,
 // without the ends of objects.
 class Course {
 public:
   void Begin(const scripted::Inputs& world, bool traced, bool timed);
   void Set(std::vector<Fault> faults); // and forgets what happened
+  // The memory ends at these places, counted as MayEnd() is passed.
+  void EndMemoryAt(std::vector<std::size_t> places) { m_ends = std::move(places); }
+  // A place where memory may be needed: in front of each step, and of each output.
+  void MayEnd();
+  // The assertion of the platform ends the process here.
+  [[noreturn]] void Die();
 
   // A call of the platform; `usual` is what it answers when nothing goes wrong.
   Answer Call(Op operation, const std::string& arguments = "", long usual = 0);
@@ -81,12 +102,12 @@ public:
   // Written with performance timing.
   void Timing(Op operation, const char* text);
 
-  // Texts that an operation gives, as they change; the one that starts is the caller's.
-  void Starts(std::string& output, const std::string& before);
+  // A text that an operation gives, as it changes.
   void Gives(std::string& output, const std::string& text);
 
-  // What a run without a fault does, where that is known to be right.
-  void Record(const std::function<void(class Run&)>& run);
+  // What a run without a fault did, where that is known to be right. Without the memory it needs the
+  // output is one of these.
+  void Repeat(const Recording& recording, const std::vector<std::string>& outputsOnTheWay);
 
   // What the caller sees of one operation.
   template <class Operation>
@@ -98,7 +119,7 @@ public:
     }
   }
   void Outcome(const std::string& text) { outcome += text + " "; }
-  void Output(const std::string& text) { outputs += text + "|"; }
+  void Output(const std::string& text) { outputs.push_back(text); }
 
   bool IsTraced() const { return m_traced; }
   void Trace(const std::string& className, const std::string& line);
@@ -109,8 +130,8 @@ public:
   std::vector<std::string> log;
   std::vector<Op> called;
   std::string outcome;
-  std::string outputs;
-  std::set<std::string> passed; // outputs on their way
+  std::vector<std::string> outputs;
+  std::vector<std::size_t> stepsInFront; // of each place where memory may be needed
 
   std::vector<std::string> classes; // of the operations that run
 
@@ -132,9 +153,10 @@ public:
 private:
   bool m_traced = false;
   bool m_timed = false;
+  bool m_isDead = false;
   std::vector<Fault> m_faults;
   std::map<Op, int> m_counts;
-  const std::string* m_output = nullptr;
+  std::vector<std::size_t> m_ends;
 };
 
 // The frame of an operation: entry, and exit whichever way it is left.
@@ -163,13 +185,15 @@ public:
 
   // An operation; allocations fail in here alone.
   void Returns(const std::function<long()>& operation);
-  void Output(const std::string& text) { outputs += text + "|"; }
+  void Output(const std::string& text) { outputs.push_back(text); }
 
   std::string outcome;
-  std::string outputs;
+  std::vector<std::string> outputs;
   long allocations = 0; // while operations ran
 
 private:
+  long FirstFailure() const; // of the next operation's allocations; 0: none
+
   bool m_failsAllocations;
   long m_nth;
   bool m_onward;
@@ -186,13 +210,29 @@ struct Scenario {
   std::function<void()> after{}; // gives back what the library keeps
   // The library keeps what the first success made: each case needs a process of its own.
   bool isFresh = false;
+  // The one matrix or the other is empty, which is then what is looked at.
+  bool callsNothing = false;
+  bool allocatesNothing = false;
 };
 
-// Runs the matrix of platform faults in processes of its own, reports what is wrong as failures of
-// the running test, and how many faults were injected on standard output.
-void failEveryCall(const Scenario& scenario);
-// The same with allocations: the exception passes through, or the operation does not need the
-// memory and does all that it does otherwise. Nothing leaks, and the next run is the usual one.
-void failEveryAllocation(const Scenario& scenario);
+Scenario withoutMemory(Scenario scenario);       // which allocates nothing
+Scenario inProcessesOfItsOwn(Scenario scenario); // which is fresh
+Scenario withFault(Scenario scenario, Op operation, Kind kind);
+
+// Of a run in a process of its own, so that what the library builds once is not yet built in this one.
+Recording recordingOf(const std::function<void(Run&)>& run, bool traced);
+
+// Courses that belong together. Each of them is run with failing calls and with failing allocations, in
+// processes of its own, which report what is wrong as failures of the running test, and on standard
+// output how many faults were injected.
+//
+//   INSTANTIATE_TEST_SUITE_P(Web, FaultTest, testing::ValuesIn(areas), nameOfArea);
+struct Area {
+  const char* name;
+  std::vector<Scenario> (*scenarios)();
+};
+class FaultTest : public testing::TestWithParam<Area> {};
+std::string nameOfArea(const testing::TestParamInfo<Area>& info);
+void PrintTo(const Area& area, std::ostream* stream);
 
 } // namespace fault

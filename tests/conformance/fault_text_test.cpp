@@ -8,8 +8,6 @@
 #include "ZEPCfgXMLExpressionServices.h"
 #include "ZEPListValZEPCfgContextExpression.h"
 
-#include <gtest/gtest.h>
-
 // Every call and every allocation of the operations on texts and compiled filters, and of the value
 // classes, fails once, and from there on.
 
@@ -38,8 +36,7 @@ Scenario inclusion() {
     run.Output(std::to_string(isIncluded));
   };
   scenario.course = [](Course& course) {
-    std::string included;
-    course.Starts(included, "7");
+    std::string included = "7";
     course.Returns([&] { return courseOfInclusion(course, included); });
     course.Output(included);
   };
@@ -57,8 +54,7 @@ Scenario alwaysTrue(const char* name, const std::string& holder) {
     run.Output(utf8Of(expression));
   };
   scenario.course = [holder](Course& course) {
-    std::string expression;
-    course.Starts(expression, before);
+    std::string expression = before;
     course.Returns([&] { return courseOfAlwaysTrue(course, holder, expression); });
     course.Output(expression);
   };
@@ -111,12 +107,11 @@ Scenario recorded(std::string name, std::function<void(Run&)> run, std::vector<s
   scenario.name = std::move(name);
   scenario.prepare = [] {};
   scenario.run = std::move(run);
-  scenario.course = [run = scenario.run, outputsOnTheWay](Course& course) {
-    course.Record(run);
-    for (const std::string& output : outputsOnTheWay) {
-      course.passed.insert(output + "|");
-    }
+  scenario.course = [traced = recordingOf(scenario.run, true), untraced = recordingOf(scenario.run, false),
+                     outputsOnTheWay = std::move(outputsOnTheWay)](Course& course) {
+    course.Repeat(course.IsTraced() ? traced : untraced, outputsOnTheWay);
   };
+  scenario.callsNothing = true;
   return scenario;
 }
 
@@ -233,47 +228,42 @@ Scenario internalExpression() {
                   {"0"});
 }
 
-// ---- calls ----
+// ---- areas ----
 
-TEST(FaultTextTest, inclusion_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(inclusion());
+std::vector<Scenario> inclusions() {
+  return {inclusion()};
 }
 
-TEST(FaultTextTest, alwaysTrue_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(alwaysTrue("with a holder", "a holder with a name that is long"));
-  failEveryCall(alwaysTrue("without a holder", ""));
+std::vector<Scenario> alwaysTrueFilter() {
+  return {alwaysTrue("with a holder", "a holder with a name that is long"),
+          alwaysTrue("without a holder", "")};
 }
 
-// ---- allocations ----
-
-TEST(FaultTextTest, inclusion_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(inclusion());
+std::vector<Scenario> splitByContext() {
+  return {split()};
 }
 
-TEST(FaultTextTest, alwaysTrue_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(alwaysTrue("with a holder", "a holder with a name that is long"));
-  failEveryAllocation(alwaysTrue("without a holder", ""));
+// The first call of a process builds what all of them use.
+std::vector<Scenario> descriptionRemoval() {
+  const Scenario usual = removal("cleaned", described, {before, described, cleaned});
+  Scenario first = inProcessesOfItsOwn(usual);
+  first.name += ", first call";
+  return {usual, first, removal("not cleaned", neverClosed, {before, neverClosed, ""})};
 }
 
-TEST(FaultTextTest, split_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(split());
+std::vector<Scenario> values() {
+  return {copyOfContext(), assignmentOfContext(), appendToList(),
+          copyOfList(),    assignmentOfList(),    internalExpression()};
 }
 
-TEST(FaultTextTest, descriptionRemoval_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(removal("cleaned", described, {before, described, cleaned}));
-  failEveryAllocation(removal("not cleaned", neverClosed, {before, neverClosed, ""}));
-  Scenario first = removal("first call", described, {before, described, cleaned});
-  first.isFresh = true;
-  failEveryAllocation(first);
-}
+const Area areas[] = {
+    {"inclusion", inclusions},
+    {"alwaysTrueFilter", alwaysTrueFilter},
+    {"splitByContext", splitByContext},
+    {"descriptionRemoval", descriptionRemoval},
+    {"values", values},
+};
 
-TEST(FaultTextTest, values_loseNothing_whicheverAllocationFails) {
-  failEveryAllocation(copyOfContext());
-  failEveryAllocation(assignmentOfContext());
-  failEveryAllocation(appendToList());
-  failEveryAllocation(copyOfList());
-  failEveryAllocation(assignmentOfList());
-  failEveryAllocation(internalExpression());
-}
+INSTANTIATE_TEST_SUITE_P(Text, FaultTest, testing::ValuesIn(areas), nameOfArea);
 
 } // namespace

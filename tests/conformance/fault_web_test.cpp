@@ -3,8 +3,6 @@
 #include "ZEPCfgWebServices.h"
 #include "ZEPListValZEPPLMID.h"
 
-#include <gtest/gtest.h>
-
 // Every call and every allocation of the web services fails once, and from there on. What they are
 // to do then is in FaultCourses_web.cpp.
 
@@ -72,8 +70,7 @@ Scenario call(std::string name, Operation operation, CourseOfOperation course, c
     run.Output(utf8Of(answer));
   };
   scenario.course = [course, request](Course& c) {
-    std::string answer;
-    c.Starts(answer, before);
+    std::string answer = before;
     c.Returns([&] { return course(c, request, answer); });
     c.Output(answer);
   };
@@ -90,20 +87,13 @@ Scenario oldCall(const char* path, const Request& request, std::function<void()>
               courseOfOldCall, request, std::move(prepare));
 }
 
-Scenario withFault(Scenario scenario, Op operation, Kind kind) {
-  scenario.given = {{operation, kind}};
-  return scenario;
-}
-
 // The first call of a process asks for the stack.
 Scenario firstCall(const char* path, const char* setting) {
-  Scenario scenario = call(std::string("CallWebService, first call, ") + path,
-                           ZEPCfgWebServices::CallWebService, courseOfCall, post, [setting] {
-                             prepareServer();
-                             script().environment["CFG_OldCallWebService"] = setting;
-                           });
-  scenario.isFresh = true;
-  return scenario;
+  return inProcessesOfItsOwn(call(std::string("CallWebService, first call, ") + path,
+                                  ZEPCfgWebServices::CallWebService, courseOfCall, post, [setting] {
+                                    prepareServer();
+                                    script().environment["CFG_OldCallWebService"] = setting;
+                                  }));
 }
 
 const std::initializer_list<const char*> listedIds = {"a part with a long identifier", "null",
@@ -133,85 +123,63 @@ Scenario jsonList() {
     run.Output(shown);
   };
   scenario.course = [](Course& course) {
-    std::string texts;
-    course.Starts(texts, "<in front>");
+    std::string texts = "<in front>";
     course.Returns([&] { return courseOfJsonList(course, listedIds, texts); });
     course.Output(texts);
   };
   return scenario;
 }
 
-// ---- calls ----
+// ---- areas ----
 
-TEST(FaultWebTest, currentStack_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(newCall("GET", get));
-  failEveryCall(newCall("PUT", put));
-  failEveryCall(newCall("POST", post));
-  failEveryCall(newCall("unknown verb", wrongVerb));
+std::vector<Scenario> currentStack() {
+  return {newCall("GET", get), newCall("PUT", put), newCall("POST", post),
+          newCall("unknown verb", wrongVerb)};
 }
 
-TEST(FaultWebTest, currentStack_doesWhatItShould_whicheverCallFailsBehindAnAnswerOfTheServer) {
-  failEveryCall(newCall("GET, status 302", get, currentAnswers(302)));
-  failEveryCall(newCall("GET, status 403", get, currentAnswers(403)));
-  failEveryCall(newCall("GET, status 404", get, currentAnswers(404)));
+std::vector<Scenario> currentStackBehindAnAnswer() {
+  return {newCall("GET, status 302", get, currentAnswers(302)),
+          newCall("GET, status 403", get, currentAnswers(403)),
+          newCall("GET, status 404", get, currentAnswers(404))};
 }
 
-TEST(FaultWebTest, fallback_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(newCall("PUT, status 500, legacy stack", put, currentAnswers(500)));
-  failEveryCall(
-      newCall("GET, status 503, legacy stack in pieces", get, currentFailsAndLegacyAnswersInPieces));
+std::vector<Scenario> currentStackBehindAFailure() {
+  return {withFault(newCall("POST", post), Op::CreateStringEntity, Kind::Empty),
+          withoutMemory(withFault(newCall("GET", get), Op::QRLSysTSGetArg, Kind::Fails)),
+          withFault(newCall("GET", get), Op::GetEntity, Kind::Empty)};
 }
 
-TEST(FaultWebTest, currentStack_doesWhatItShould_whicheverCallFailsBehindAFailure) {
-  failEveryCall(withFault(newCall("no body entity", post), Op::CreateStringEntity, Kind::Empty));
-  failEveryCall(withFault(newCall("no Url", get), Op::QRLSysTSGetArg, Kind::Fails));
-  failEveryCall(withFault(newCall("no entity in the answer", get), Op::GetEntity, Kind::Empty));
+std::vector<Scenario> fallback() {
+  return {newCall("PUT, status 500, legacy stack", put, currentAnswers(500)),
+          newCall("GET, status 503, legacy stack in pieces", get, currentFailsAndLegacyAnswersInPieces)};
 }
 
-TEST(FaultWebTest, legacyStack_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(oldCall("POST", post));
-  failEveryCall(oldCall("in pieces", get, legacyAnswersInPieces));
-  failEveryCall(oldCall("status 404", get, legacyAnswers("404")));
-  failEveryCall(oldCall("status 500", get, legacyAnswers("500")));
-  failEveryCall(withFault(oldCall("no Url", get), Op::QRLSysTSGetArg, Kind::Fails));
+std::vector<Scenario> legacyStack() {
+  return {oldCall("POST", post), oldCall("in pieces", get, legacyAnswersInPieces),
+          oldCall("status 404", get, legacyAnswers("404")), oldCall("status 500", get, legacyAnswers("500")),
+          withoutMemory(withFault(oldCall("GET", get), Op::QRLSysTSGetArg, Kind::Fails))};
 }
 
-TEST(FaultWebTest, choiceOfTheStack_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(firstCall("current stack", "0"));
-  failEveryCall(firstCall("legacy stack", "1"));
-  failEveryCall(call("CallWebService", ZEPCfgWebServices::CallWebService, courseOfCall, get));
+std::vector<Scenario> choiceOfTheStack() {
+  return {firstCall("current stack", "0, a setting too long to be kept in place"),
+          firstCall("legacy stack", "1"),
+          call("CallWebService", ZEPCfgWebServices::CallWebService, courseOfCall, get)};
 }
 
-TEST(FaultWebTest, jsonList_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(jsonList());
+std::vector<Scenario> listOfIdentifiers() {
+  return {jsonList()};
 }
 
-// ---- allocations ----
+const Area areas[] = {
+    {"currentStack", currentStack},
+    {"currentStackBehindAnAnswer", currentStackBehindAnAnswer},
+    {"currentStackBehindAFailure", currentStackBehindAFailure},
+    {"fallback", fallback},
+    {"legacyStack", legacyStack},
+    {"choiceOfTheStack", choiceOfTheStack},
+    {"listOfIdentifiers", listOfIdentifiers},
+};
 
-TEST(FaultWebTest, currentStack_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(newCall("GET", get));
-  failEveryAllocation(newCall("PUT", put));
-  failEveryAllocation(newCall("POST", post));
-  failEveryAllocation(newCall("GET, status 403", get, currentAnswers(403)));
-  failEveryAllocation(newCall("GET, status 404", get, currentAnswers(404)));
-  failEveryAllocation(
-      newCall("GET, status 503, legacy stack in pieces", get, currentFailsAndLegacyAnswersInPieces));
-}
-
-TEST(FaultWebTest, legacyStack_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(oldCall("POST", post));
-  failEveryAllocation(oldCall("in pieces", get, legacyAnswersInPieces));
-  failEveryAllocation(oldCall("status 404", get, legacyAnswers("404")));
-  failEveryAllocation(oldCall("status 500", get, legacyAnswers("500")));
-}
-
-TEST(FaultWebTest, choiceOfTheStack_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(firstCall("current stack", "0, a setting too long to be kept in place"));
-  failEveryAllocation(firstCall("legacy stack", "1"));
-}
-
-TEST(FaultWebTest, jsonList_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(jsonList());
-}
+INSTANTIATE_TEST_SUITE_P(Web, FaultTest, testing::ValuesIn(areas), nameOfArea);
 
 } // namespace

@@ -4,8 +4,6 @@
 #include "ZEPListValZEPUnicodeString.h"
 #include "ZEPOmxAny.h"
 
-#include <gtest/gtest.h>
-
 // Every call and every allocation of the formatting of expressions fails once, and from there on.
 // What the operations are to do then is in FaultCourses_xml.cpp.
 
@@ -109,8 +107,7 @@ Scenario formatting(const char* path, const Formatting& given, std::function<voi
     run.Output(utf8Of(formatted));
   };
   scenario.course = [given](Course& course) {
-    std::string formatted;
-    course.Starts(formatted, before);
+    std::string formatted = before;
     course.Returns([&] { return courseOfFormat(course, given, formatted); });
     course.Output(formatted);
   };
@@ -126,26 +123,22 @@ Scenario encoding(const char* what, const std::string& path, std::function<void(
     run.Returns([&] { return ZEPCfgXMLExpressionServices::IsEncodingUTF16(given); });
   };
   scenario.course = [path](Course& course) {
-    course.passed.insert("");
     course.Returns([&] { return courseOfEncoding(course, path); });
   };
   return scenario;
 }
 
-// What the server once said is kept: each run needs a process of its own.
 Scenario fetch(const char* path, std::function<void()> prepare) {
   Scenario scenario;
   scenario.name = std::string("GetConfigExpressionXSLT, ") + path;
   scenario.prepare = std::move(prepare);
-  scenario.isFresh = true;
   scenario.run = [](Run& run) {
     ZEPUnicodeString stylesheet = before;
     run.Returns([&] { return ZEPCfgXMLExpressionServices::GetConfigExpressionXSLT(stylesheet); });
     run.Output(utf8Of(stylesheet));
   };
   scenario.course = [](Course& course) {
-    std::string stylesheet;
-    course.Starts(stylesheet, before);
+    std::string stylesheet = before;
     course.Returns([&] { return courseOfFetch(course, stylesheet); });
     course.Output(stylesheet);
   };
@@ -163,8 +156,7 @@ Scenario parse() {
     run.Output(utf8Of(stylesheet));
   };
   scenario.course = [](Course& course) {
-    std::string stylesheet;
-    course.Starts(stylesheet, before);
+    std::string stylesheet = before;
     course.Returns([&] { return courseOfParse(course, true, stylesheet); });
     course.Output(stylesheet);
   };
@@ -196,8 +188,7 @@ void expectStart(Course& course, const std::string& customFile) {
 }
 
 void expectExpression(Course& course, const Formatting& given) {
-  std::string formatted;
-  course.Starts(formatted, before);
+  std::string formatted = before;
   course.Returns([&] { return courseOfExpression(course, given, formatted); });
   course.Output(formatted);
 }
@@ -215,17 +206,8 @@ Scenario start(const char* path, const std::string& customFile, std::function<vo
   scenario.name = std::string("StartExpressionFormatting, ") + path;
   scenario.prepare = std::move(prepare);
   scenario.run = [customFile](Run& run) { runStart(run, customFile); };
-  scenario.course = [customFile](Course& course) {
-    course.passed.insert("");
-    expectStart(course, customFile);
-  };
+  scenario.course = [customFile](Course& course) { expectStart(course, customFile); };
   scenario.after = endSequence;
-  return scenario;
-}
-
-Scenario freshStart(const char* path, std::function<void()> prepare) {
-  Scenario scenario = start(path, "", std::move(prepare));
-  scenario.isFresh = true;
   return scenario;
 }
 
@@ -313,8 +295,7 @@ Scenario batch() {
     run.Output(shown);
   };
   scenario.course = [](Course& course) {
-    std::string formatted;
-    course.Starts(formatted, "<in front>");
+    std::string formatted = "<in front>";
     course.Returns([&] { return courseOfBatch(course, listed, file, formatted); });
     course.Output(formatted);
   };
@@ -322,133 +303,103 @@ Scenario batch() {
   return scenario;
 }
 
-Scenario withFault(Scenario scenario, Op operation, Kind kind) {
-  scenario.given = {{operation, kind}};
-  scenario.name += std::string(", where ") + scripted::nameOf(operation) + " " + fault::nameOf(kind);
-  return scenario;
+// ---- areas ----
+
+std::vector<Scenario> formattings() {
+  return {formatting("caller's file", fromFile, prepareFile),
+          formatting("caller's file in UTF-8", fromFile, prepareUTF8File),
+          formatting("file of the setting", withoutFile, prepareSetting),
+          formatting("file of the setting or the installation", withoutFile, prepareSettingAndInstallation),
+          formatting("installation", withoutFile, prepareInstallation)};
 }
 
-// ---- calls ----
-
-TEST(FaultXMLTest, formatting_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(formatting("caller's file", fromFile, prepareFile));
-  failEveryCall(formatting("caller's file in UTF-8", fromFile, prepareUTF8File));
-  failEveryCall(formatting("file of the setting", withoutFile, prepareSetting));
-  failEveryCall(
-      formatting("file of the setting or the installation", withoutFile, prepareSettingAndInstallation));
-  failEveryCall(formatting("installation", withoutFile, prepareInstallation));
-}
-
-TEST(FaultXMLTest, formatting_doesWhatItShould_whicheverCallFailsBehindAFailure) {
-  failEveryCall(formatting("setting \"debug\"", withoutFile, prepareDebug));
-  failEveryCall(formatting("no stylesheet", withoutFile, prepareServerless));
-  failEveryCall(withFault(formatting("file", fromFile, prepareFile), Op::Transform, Kind::Fails));
-  failEveryCall(withFault(formatting("file", fromFile, prepareFile), Op::Transform, Kind::Empty));
-  failEveryCall(withFault(formatting("file", fromFile, prepareFile), Op::CreateOutputSource, Kind::Empty));
-  failEveryCall(withFault(formatting("file", fromFile, prepareFile), Op::CreateTransformer, Kind::Empty));
-  failEveryCall(withFault(formatting("file", fromFile, prepareFile), Op::ZEPFGets, Kind::Fails));
-  failEveryCall(
-      withFault(formatting("file", fromFile, prepareInstallation), Op::ZEPGetFileInfo, Kind::Fails));
+std::vector<Scenario> formattingBehindAFailure() {
+  const Scenario usual = formatting("file", fromFile, prepareFile);
+  return {formatting("setting \"debug\"", withoutFile, prepareDebug),
+          withoutMemory(formatting("no stylesheet", withoutFile, prepareServerless)),
+          withFault(usual, Op::Transform, Kind::Fails),
+          withFault(usual, Op::Transform, Kind::Empty),
+          withFault(usual, Op::CreateOutputSource, Kind::Empty),
+          withFault(usual, Op::CreateTransformer, Kind::Empty),
+          withFault(usual, Op::ZEPFOpen, Kind::Fails),
+          withFault(usual, Op::ZEPFGets, Kind::Fails),
+          withFault(formatting("file", fromFile, prepareInstallation), Op::ZEPGetFileInfo, Kind::Fails)};
 }
 
 // What the server says is kept from the first success on.
-TEST(FaultXMLTest, formatting_doesWhatItShould_whicheverCallFailsOnTheWayToTheServersStylesheet) {
-  failEveryCall([] {
-    Scenario scenario = formatting("server's stylesheet", withoutFile, prepareServer);
-    scenario.isFresh = true;
-    return scenario;
-  }());
+std::vector<Scenario> formattingWithTheServersStylesheet() {
+  return {inProcessesOfItsOwn(formatting("server's stylesheet", withoutFile, prepareServer))};
 }
 
-TEST(FaultXMLTest, formatting_doesWhatItShould_whicheverCallFailsAndTheServerIsInTrouble) {
-  failEveryCall(formatting("installation, server in trouble", withoutFile, prepareServerInTrouble));
-  failEveryCall(formatting("installation, server without a stylesheet", withoutFile, prepareEmptyAnswer));
+std::vector<Scenario> formattingWithTheServerInTrouble() {
+  return {formatting("installation, server in trouble", withoutFile, prepareServerInTrouble),
+          formatting("installation, server without a stylesheet", withoutFile, prepareEmptyAnswer)};
 }
 
-TEST(FaultXMLTest, encodingCheck_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(encoding("UTF-16", file, prepareFile));
-  failEveryCall(encoding("UTF-8", file, prepareUTF8File));
-  failEveryCall(encoding("empty file", file, [] { script().files[file] = ""; }));
-  failEveryCall(encoding("no output line", file, [] { script().files[file] = "<xsl:stylesheet/>\n\n"; }));
+std::vector<Scenario> encodingCheck() {
+  return {
+      encoding("UTF-16", file, prepareFile), encoding("UTF-8", file, prepareUTF8File),
+      withoutMemory(encoding("empty file", file, [] { script().files[file] = ""; })),
+      withoutMemory(encoding("no output line", file, [] { script().files[file] = "<xsl:stylesheet/>\n\n"; })),
+      encoding("long lines", file, [] {
+        script().files[file] = "<xsl:stylesheet with a line that is too long to be kept in place/>\n"
+                               "<xsl:output method=\"text\" encoding=\"UTF-8\" and much more behind it/>\n";
+      })};
 }
 
-TEST(FaultXMLTest, serversStylesheet_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(fetch("first call", prepareServer));
-  Scenario emptyAnswer = fetch("empty answer", prepareEmptyAnswer);
-  emptyAnswer.isFresh = false; // nothing is kept of it
-  failEveryCall(emptyAnswer);
-  failEveryCall(parse());
+std::vector<Scenario> serversStylesheet() {
+  return {inProcessesOfItsOwn(fetch("first call", prepareServer)),
+          fetch("empty answer", prepareEmptyAnswer), // nothing is kept of it
+          parse()};
 }
 
-TEST(FaultXMLTest, sequenceStart_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(start("caller's file", file, prepareFile));
-  failEveryCall(start("file of the setting or the installation", "", prepareSettingAndInstallation));
-  failEveryCall(start("installation", "", prepareInstallation));
-  failEveryCall(start("no stylesheet", "", prepareServerless));
-  failEveryCall(start("setting \"debug\"", "", prepareDebug));
-  failEveryCall(start("server in trouble", "", prepareServerInTrouble));
-  failEveryCall(secondStart());
-  failEveryCall(withFault(start("file", file, prepareFile), Op::SetOption, Kind::Fails));
+std::vector<Scenario> sequenceStart() {
+  return {start("caller's file", file, prepareFile),
+          start("file of the setting", "", prepareSetting),
+          start("file of the setting or the installation", "", prepareSettingAndInstallation),
+          start("installation", "", prepareInstallation),
+          withoutMemory(start("no stylesheet", "", prepareServerless)),
+          start("setting \"debug\"", "", prepareDebug),
+          start("server in trouble", "", prepareServerInTrouble),
+          secondStart(),
+          withFault(start("file", file, prepareFile), Op::SetOption, Kind::Fails)};
 }
 
-TEST(FaultXMLTest, sequenceStart_doesWhatItShould_whicheverCallFailsOnTheWayToTheServersStylesheet) {
-  failEveryCall(freshStart("server's stylesheet", prepareServer));
+std::vector<Scenario> sequenceStartWithTheServersStylesheet() {
+  return {inProcessesOfItsOwn(start("server's stylesheet", "", prepareServer))};
 }
 
-TEST(FaultXMLTest, sequenceElement_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(expression("compact", fromFile));
-  failEveryCall(expression("not compact", {fromFile.expression, "", false}));
-  failEveryCall(expression("empty", emptyExpression));
-  failEveryCall(withFault(expression("compact", fromFile), Op::Transform, Kind::Fails));
+std::vector<Scenario> sequenceElement() {
+  return {expression("compact", fromFile), expression("not compact", {fromFile.expression, "", false}),
+          withoutMemory(expression("empty", emptyExpression)),
+          withFault(expression("compact", fromFile), Op::Transform, Kind::Fails)};
 }
 
-TEST(FaultXMLTest, sequence_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(wholeSequence("UTF-16", prepareFile));
-  failEveryCall(wholeSequence("UTF-8, from the second run on", prepareUTF8File));
-  Scenario firstUTF8 = wholeSequence("UTF-8, first run", prepareUTF8File);
-  firstUTF8.isFresh = true;
-  failEveryCall(firstUTF8);
+std::vector<Scenario> sequence() {
+  return {wholeSequence("UTF-16", prepareFile),
+          wholeSequence("UTF-8, from the second run on", prepareUTF8File),
+          inProcessesOfItsOwn(wholeSequence("UTF-8, first run", prepareUTF8File))};
 }
 
-TEST(FaultXMLTest, batch_doesWhatItShould_whicheverCallFails) {
-  failEveryCall(batch());
+std::vector<Scenario> batches() {
+  return {batch(), withFault(batch(), Op::Transform, Kind::Fails),
+          withFault(batch(), Op::SetOption, Kind::Fails)};
 }
 
-// ---- allocations ----
+const Area areas[] = {
+    {"formatting", formattings},
+    {"formattingBehindAFailure", formattingBehindAFailure},
+    {"formattingWithTheServersStylesheet", formattingWithTheServersStylesheet},
+    {"formattingWithTheServerInTrouble", formattingWithTheServerInTrouble},
+    {"encodingCheck", encodingCheck},
+    {"serversStylesheet", serversStylesheet},
+    {"sequenceStart", sequenceStart},
+    {"sequenceStartWithTheServersStylesheet", sequenceStartWithTheServersStylesheet},
+    {"sequenceElement", sequenceElement},
+    {"sequence", sequence},
+    {"batch", batches},
+};
 
-TEST(FaultXMLTest, formatting_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(formatting("caller's file", fromFile, prepareFile));
-  failEveryAllocation(formatting("file of the setting", withoutFile, prepareSetting));
-  failEveryAllocation(formatting("installation", withoutFile, prepareInstallation));
-  failEveryAllocation(formatting("server in trouble", withoutFile, prepareServerInTrouble));
-  failEveryAllocation(withFault(formatting("file", fromFile, prepareFile), Op::Transform, Kind::Fails));
-  failEveryAllocation(withFault(formatting("file", fromFile, prepareFile), Op::ZEPFOpen, Kind::Fails));
-}
-
-TEST(FaultXMLTest, firstFormatting_losesNothing_whicheverAllocationFails) {
-  Scenario first = formatting("first call, server's stylesheet", withoutFile, prepareServer);
-  first.isFresh = true;
-  failEveryAllocation(first);
-}
-
-TEST(FaultXMLTest, encodingCheck_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(encoding("long lines", file, [] {
-    script().files[file] = "<xsl:stylesheet with a line that is too long to be kept in place/>\n"
-                           "<xsl:output method=\"text\" encoding=\"UTF-8\" and much more behind it/>\n";
-  }));
-}
-
-TEST(FaultXMLTest, serversStylesheet_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(fetch("first call", prepareServer));
-  failEveryAllocation(parse());
-}
-
-TEST(FaultXMLTest, sequence_losesNothing_whicheverAllocationFails) {
-  failEveryAllocation(start("caller's file", file, prepareFile));
-  failEveryAllocation(start("installation", "", prepareInstallation));
-  failEveryAllocation(freshStart("first call, server's stylesheet", prepareServer));
-  failEveryAllocation(expression("compact", fromFile));
-  failEveryAllocation(batch());
-}
+INSTANTIATE_TEST_SUITE_P(XML, FaultTest, testing::ValuesIn(areas), nameOfArea);
 
 } // namespace
