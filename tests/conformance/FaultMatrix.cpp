@@ -158,6 +158,14 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
+std::string inLines(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) {
+    text += line + "\n";
+  }
+  return text;
+}
+
 std::string joined(const std::vector<std::string>& lines) {
   std::string text;
   for (const std::string& line : lines) {
@@ -264,7 +272,7 @@ ProcessEnd inDyingProcess(const std::function<void()>& task) {
     const auto report = [](int) {
       constexpr unsigned int mostSeconds = 10;
       alarm(mostSeconds); // where it was not the assertion, the memory may be in disorder
-      write(reportOfProcess, "\n" + joined(stepsTaken()));
+      write(reportOfProcess, "\n" + inLines(stepsTaken()));
     };
     static_cast<void>(std::signal(SIGABRT, report));
     task();
@@ -399,9 +407,7 @@ private:
       return "  the platform's assertion did not end the process: " + end.said + "\n";
     }
     const std::string steps = end.said.substr(std::min(end.said.size(), lineEnd + 2));
-    return steps == joined(m_course.log) ? ""
-                                         : "  steps in front of the assertion\n   expected\n" +
-                                               joined(m_course.log) + "   seen\n" + steps;
+    return difference("steps in front of the assertion", m_course.log, linesOf(steps));
   }
 
   std::string CheckLiving() const {
@@ -1037,14 +1043,8 @@ Recording recordingOf(const std::function<void(Run&)>& run, bool traced) {
     }
     Run usual;
     run(usual);
-    std::string said = usual.outcome + "\n" + std::to_string(usual.outputs.size()) + "\n";
-    for (const std::string& output : usual.outputs) {
-      said += output + "\n";
-    }
-    for (const std::string& step : stepsTaken()) {
-      said += step + "\n";
-    }
-    return said;
+    return usual.outcome + "\n" + std::to_string(usual.outputs.size()) + "\n" + inLines(usual.outputs) +
+           inLines(stepsTaken());
   });
   const std::vector<std::string> lines = linesOf(end.said);
   if (!end.IsUsual() || lines.size() < 2) {
