@@ -348,6 +348,7 @@ long courseOfCall(Course& course, const Request& request, std::string& answer) {
   Frame frame(course, webClass, callSignature("CallWebService"));
   if (!course.stackSetting) {
     const bool isGiven = course.Call(Op::ZEPGetEnv, "CFG_OldCallWebService").Gives();
+    course.MayEnd();
     course.stackSetting = isGiven ? course.world.environment["CFG_OldCallWebService"] : "";
   }
   course.Value("CFG_OldCallWebService", *course.stackSetting);

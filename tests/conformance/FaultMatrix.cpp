@@ -652,10 +652,9 @@ public:
     return Explain({}, usual, found) ? found : usual;
   }
 
-  std::string Differences(const Course& course, bool withSteps) const {
-    std::string wrong = difference("result", course.outcome, m_run.outcome);
-    wrong += difference("output", course.outputs, m_run.outputs);
-    return wrong + (withSteps ? difference("steps", course.log, m_steps) : "");
+  std::string Differences(const Course& course) const {
+    return difference("result", course.outcome, m_run.outcome) +
+           difference("output", course.outputs, m_run.outputs) + difference("steps", course.log, m_steps);
   }
 
 private:
@@ -668,25 +667,28 @@ private:
     return course;
   }
 
-  // What is given back behind an end may be what the usual course does next.
+  // What is given back behind an end may be what the usual course does next. Of several places that look
+  // the same the first one is it: what is kept for the next call is kept only with the memory for it.
   bool Explain(const std::vector<std::size_t>& ends, const Course& course, Course& found) const {
     if (ends.size() == m_failures) {
       found = course;
-      return Differences(course, true).empty();
+      return Differences(course).empty();
     }
     constexpr std::size_t mostGivenBack = 12;
     const auto same = static_cast<std::size_t>(
         std::mismatch(course.log.begin(), course.log.end(), m_steps.begin(), m_steps.end()).first -
         course.log.begin());
-    for (std::size_t place = course.stepsInFront.size(); place-- > (ends.empty() ? 0 : ends.back() + 1);) {
-      const std::size_t steps = course.stepsInFront[place];
-      if (steps > same || steps + mostGivenBack < same) {
-        continue;
-      }
-      std::vector<std::size_t> more = ends;
-      more.push_back(place);
-      if (Explain(more, With(more), found)) {
-        return true;
+    for (std::size_t back = 0; back <= std::min(same, mostGivenBack); ++back) {
+      for (std::size_t place = ends.empty() ? 0 : ends.back() + 1; place < course.stepsInFront.size();
+           ++place) {
+        if (course.stepsInFront[place] + back != same) {
+          continue;
+        }
+        std::vector<std::size_t> more = ends;
+        more.push_back(place);
+        if (Explain(more, With(more), found)) {
+          return true;
+        }
       }
     }
     return false;
@@ -699,12 +701,11 @@ private:
   std::size_t m_failures = 0;
 };
 
-// The course of a run in which nothing fails, not yet begun.
-Course prepareRun(const Scenario& scenario, Mode mode) {
-  Course course;
-  if (!scenario.isFresh) {
-    course.stackSetting = "";
-  }
+// The course of a run in which nothing fails, not yet begun; `behind` knows what the library keeps.
+Course prepareRun(const Scenario& scenario, Mode mode, const Course& behind) {
+  Course course = behind;
+  course.kept = {};
+  course.openFiles.clear();
   script().reset();
   scenario.prepare();
   if (mode == Mode::Traced) {
@@ -725,21 +726,17 @@ Course prepareRun(const Scenario& scenario, Mode mode) {
   return course;
 }
 
-// In a repetition nothing fails; the steps are then not those of the first call of a process.
 AllocationCase runAllocationCase(const Scenario& scenario, Mode mode, long nth, bool onward,
-                                 bool isRepetition = false) {
-  const Course prepared = prepareRun(scenario, mode);
+                                 const Course& behind) {
+  const Course prepared = prepareRun(scenario, mode, behind);
   AllocationCase result;
   Run run(true, nth, onward);
   scenario.run(run);
   result.allocations = run.allocations;
   MemoryCourse seen(scenario, prepared, run);
   const Course course = seen.Find();
-  const bool isKnown = !(isRepetition && scenario.isFresh);
-  result.wrong += seen.Differences(course, isKnown);
-  if (isKnown) {
-    result.wrong += difference("living objects", course.LivingObjects(), livingObjects());
-  }
+  result.wrong += seen.Differences(course);
+  result.wrong += difference("living objects", course.LivingObjects(), livingObjects());
   script().endInjections();
   script().allowUnused();
   if (!course.openFiles.empty()) {
@@ -752,7 +749,7 @@ AllocationCase runAllocationCase(const Scenario& scenario, Mode mode, long nth, 
 
   // A text that was kept of the failed run would be seen here.
   if (nth > 0) {
-    const AllocationCase again = runAllocationCase(scenario, mode, 0, false, true);
+    const AllocationCase again = runAllocationCase(scenario, mode, 0, false, course);
     result.wrong += again.wrong.empty() ? "" : "  in the repetition:\n" + again.wrong;
   }
   result.alive = allocations::Watch::Alive();
@@ -767,7 +764,7 @@ struct AllocationFigures {
 // A run in a process of its own gives its figures in the first line.
 AllocationCase inFreshProcess(const Scenario& scenario, Mode mode, long nth, bool onward) {
   const ProcessEnd end = inProcess([&] {
-    const AllocationCase done = runAllocationCase(scenario, mode, nth, onward);
+    const AllocationCase done = runAllocationCase(scenario, mode, nth, onward, {});
     return std::to_string(done.allocations) + " " + std::to_string(done.alive) + "\n" + done.wrong;
   });
   AllocationCase result;
@@ -778,9 +775,11 @@ AllocationCase inFreshProcess(const Scenario& scenario, Mode mode, long nth, boo
 
 AllocationFigures failAllocations(const Scenario& scenario, Mode mode) {
   AllocationFigures figures;
-  const auto runCase = [&scenario](Mode in, long nth, bool onward) {
+  Course inThisProcess;
+  inThisProcess.stackSetting = "";
+  const auto runCase = [&scenario, &inThisProcess](Mode in, long nth, bool onward) {
     return scenario.isFresh ? inFreshProcess(scenario, in, nth, onward)
-                            : runAllocationCase(scenario, in, nth, onward);
+                            : runAllocationCase(scenario, in, nth, onward, inThisProcess);
   };
   if (!scenario.isFresh) {
     runCase(mode, 0, false); // builds what is built once
