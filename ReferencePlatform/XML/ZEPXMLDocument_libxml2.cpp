@@ -24,6 +24,7 @@
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/uri.h>
+#include <libxslt/xsltutils.h>
 
 namespace zep {
 namespace {
@@ -61,10 +62,15 @@ constexpr std::size_t kCompiledFactor = 40;
 // that are in scope.
 constexpr int kMaxAttributes = 1'000;
 constexpr int kMaxNamespaces = 1'000;
-// libxslt lists, for each element of a stylesheet, the namespaces in scope, and compares them in pairs.
+// libxslt lists, for each element of a stylesheet and each alternative of a pattern, the namespaces in scope,
+// and compares them in pairs. It looks for that of each name among all.
 constexpr std::size_t kMaxNamespacePairs = 100'000'000;
+constexpr std::size_t kBytesOfName = 2; // with the blank or the sign behind it
 // It keeps these in lists that it goes through for each new one.
 constexpr std::size_t kMaxDeclarations = 10'000;
+constexpr std::size_t kMaxPatternSteps = 200'000; // each takes a hundred bytes and more
+// Where an attribute set uses another one, each attribute of the one is compared with those of the other.
+constexpr std::size_t kMaxAttributePairs = 500'000'000;
 
 XMLSession& Session() {
   return *XMLSession::Current();
@@ -130,11 +136,87 @@ bool HasTooMany(const xmlParserCtxt& parser, int attributeCount) {
   return Session().HasFailed();
 }
 
-void CountNamespacePairs(const xmlParserCtxt& parser) {
+// An element as the parser gives it.
+struct ReadAttribute {
+  std::string_view name;
+  bool hasPrefix;
+  std::string_view value;
+};
+
+struct ReadElement {
+  std::string_view name;
+  bool isXSLT;
+  const xmlChar** attributes;
+  int attributeCount;
+
+  ReadAttribute At(int index) const {
+    const xmlChar* const* const fields = attributes + static_cast<std::ptrdiff_t>(index) * 5;
+    return {View(fields[0]),
+            fields[1] != nullptr,
+            {Text(fields[3]), static_cast<std::size_t>(fields[4] - fields[3])}};
+  }
+};
+
+std::size_t CountOf(char sign, std::string_view text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), sign));
+}
+
+std::size_t CountWords(std::string_view text) {
+  std::size_t count = 0;
+  bool isInWord = false;
+  for (const char c : text) {
+    const bool isBlank = c == ' ' || c == '\t' || c == '\r' || c == '\n';
+    count += !isBlank && !isInWord ? 1 : 0;
+    isInWord = !isBlank;
+  }
+  return count;
+}
+
+bool IsPattern(const ReadAttribute& attribute) {
+  return !attribute.hasPrefix &&
+         (attribute.name == "match" || attribute.name == "count" || attribute.name == "from");
+}
+
+// What the attributes of an element add to the lists of libxslt.
+void CountAttributes(XMLSession& session, const ReadElement& element, std::size_t inScope) {
+  for (int i = 0; i < element.attributeCount; ++i) {
+    const ReadAttribute attribute = element.At(i);
+    session.namespacePairs += inScope * attribute.value.size() / kBytesOfName;
+    if (!element.isXSLT) {
+      continue;
+    }
+    if (IsPattern(attribute)) {
+      const std::size_t alternatives = CountOf('|', attribute.value);
+      session.declarations += alternatives;
+      session.namespacePairs += inScope * inScope * alternatives;
+      session.patternSteps += CountOf('/', attribute.value) + CountOf('[', attribute.value);
+    } else if (element.name == "attribute-set" && attribute.name == "use-attribute-sets") {
+      session.usesInSets += CountWords(attribute.value);
+    }
+  }
+}
+
+bool IsAttributeOfSet(const xmlParserCtxt& parser, const ReadElement& element) {
+  return parser.nodeNr == 2 && element.isXSLT && element.name == "attribute" && parser.node != nullptr &&
+         View(parser.node->name) == "attribute-set";
+}
+
+void CountDeclarations(XMLSession& session, const xmlParserCtxt& parser, const ReadElement& element) {
   const auto inScope = static_cast<std::size_t>(parser.nsNr / 2);
-  Session().namespacePairs += inScope * inScope;
-  if (Session().namespacePairs > kMaxNamespacePairs) {
-    Session().Fail("the stylesheet has too many elements in the scope of too many namespaces");
+  session.declarations += parser.nodeNr == 1 ? 1 : 0;
+  session.namespacePairs += inScope * inScope;
+  session.attributesInSets += IsAttributeOfSet(parser, element) ? 1 : 0;
+  CountAttributes(session, element, inScope);
+  if (session.declarations > kMaxDeclarations) {
+    session.Fail(
+        "a stylesheet with more than 10000 top-level elements and alternatives of patterns is refused");
+  } else if (session.patternSteps > kMaxPatternSteps) {
+    session.Fail("a stylesheet with more than 200000 steps and predicates in its patterns is refused");
+  } else if (session.namespacePairs > kMaxNamespacePairs) {
+    session.Fail("the stylesheet has too many elements or names in the scope of too many namespaces");
+  } else if (session.attributesInSets * session.attributesInSets * (1 + session.usesInSets) >
+             kMaxAttributePairs) {
+    session.Fail("the stylesheet has too many attributes in its attribute sets");
   }
 }
 
@@ -150,7 +232,8 @@ void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, c
     return;
   }
   if (JobOf(context).isStylesheet) {
-    CountNamespacePairs(*parser);
+    const bool isXSLT = View(uri) == View(XSLT_NAMESPACE);
+    CountDeclarations(Session(), *parser, {View(name), isXSLT, attributes, attributeCount});
   }
   JobOf(context).blankText.count = 0;
   xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
@@ -498,25 +581,6 @@ bool HasTooManyParts(const xmlNode& element) {
   return false;
 }
 
-bool IsTopLevel(const xmlNode& node) {
-  return node.type == XML_ELEMENT_NODE && node.parent != nullptr && node.parent->type == XML_ELEMENT_NODE &&
-         node.parent->parent != nullptr && node.parent->parent->type == XML_DOCUMENT_NODE;
-}
-
-// Each alternative of a pattern counts as a template of its own.
-std::size_t CountAlternatives(const xmlNode& element) {
-  const OwnedXMLText pattern(xmlGetNoNsProp(&element, reinterpret_cast<const xmlChar*>("match")));
-  const std::string_view text = View(pattern.get());
-  return 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), '|'));
-}
-
-bool HasTooManyDeclarations(XMLSession& session, const xmlNode& node) {
-  if (IsTopLevel(node)) {
-    session.declarations += CountAlternatives(node);
-  }
-  return session.declarations > kMaxDeclarations;
-}
-
 bool IsXSLT(const xmlNode& node, const char* name) {
   return node.type == XML_ELEMENT_NODE && node.ns != nullptr && std::strcmp(Text(node.name), name) == 0 &&
          xmlStrEqual(node.ns->href, XSLT_NAMESPACE) != 0;
@@ -535,10 +599,6 @@ bool HasTooManyParameters(const xmlNode& node) {
 bool RefuseInstructions(XMLSession& session, const xmlDoc& document) {
   XMLOperatorReplacer replacer;
   for (const xmlNode* node = xmlDocGetRootElement(&document); node != nullptr; node = NextInDocument(node)) {
-    if (HasTooManyDeclarations(session, *node)) {
-      session.Fail("a stylesheet with more than 10000 top-level elements is refused");
-      return true;
-    }
     if (HasTooManyParts(*node)) {
       session.Fail("an attribute with more than 64 expressions is refused");
       return true;

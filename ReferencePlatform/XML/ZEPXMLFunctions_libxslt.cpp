@@ -170,7 +170,7 @@ void NodeSet(xmlXPathParserContextPtr parser, int argumentCount) {
   const xmlXPathObject* const argument = argumentCount == 1 ? parser->value : nullptr;
   if (argument != nullptr && argument->type == XPATH_XSLT_TREE) {
     WatchTree(*XMLSession::Current(), argument->nodesetval);
-    CheckSiblings(*XMLSession::Current(), argument->nodesetval);
+    CheckPatterns(*XMLSession::Current(), argument->nodesetval);
     OrderTrees(*XMLSession::Current(), argument->nodesetval);
     if (!MayGoOn(*XMLSession::Current(), parser)) {
       return;

@@ -2,14 +2,9 @@
 
 #include "ZEPXMLParents_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLValues_libxml2.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <new>
-#include <optional>
-#include <string_view>
-#include <unordered_map>
 
 #include <libxslt/imports.h>
 
@@ -18,22 +13,16 @@ namespace {
 
 using Counts = std::unordered_map<std::string_view, std::size_t>;
 
-constexpr std::string_view kAnyName = "*";
-constexpr std::size_t kSiblingsPerMillisecond = 300'000;
+constexpr double kSiblingsPerMillisecond = 300'000;
+constexpr double kLooksPerMillisecond = 40'000;
 constexpr std::size_t kFewPatterns = 10; // they take as long as a few expressions
+constexpr double kLooksForPatterns = 3;  // that one stylesheet has for a node
+// A text has no more nodes, and no deeper ones, than one for so many bytes.
+constexpr std::size_t kBytesOfNode = 2;
+constexpr std::size_t kBytesOfLevel = 7;
 
-bool EndsName(char c) {
-  return c == '/' || c == '|' || c == ':' || c == '@' || c == ']' || c == ' ' || c == '\t' || c == '\r' ||
-         c == '\n';
-}
-
-// The name in front of a predicate, without its prefix.
-std::string_view NameBefore(std::string_view text) {
-  std::size_t begin = text.size();
-  while (begin > 0 && !EndsName(text[begin - 1])) {
-    --begin;
-  }
-  return text.substr(begin);
+double Allowed(const XMLSession& session, double perMillisecond) {
+  return static_cast<double>(session.Limits().time.count()) * perMillisecond;
 }
 
 void CountPredicates(std::string_view pattern, Counts& counts) {
@@ -46,11 +35,21 @@ void CountPredicates(std::string_view pattern, Counts& counts) {
     } else if (c == '\'' || c == '"') {
       quote = c;
     } else if (c == '[' && depth++ == 0) {
-      ++counts[NameBefore(pattern.substr(0, i))];
+      ++counts[NameAtEnd(pattern.substr(0, i))];
     } else if (c == ']' && depth > 0) {
       --depth;
     }
   }
+}
+
+// How many of them libxslt tries on one node, at the most.
+std::size_t MostOnOneNode(Counts& counts) {
+  const std::size_t ofAny = counts[kAnyName];
+  std::size_t most = 0;
+  for (const auto& [name, count] : counts) {
+    most = std::max(most, name == kAnyName ? 0 : count);
+  }
+  return most + ofAny;
 }
 
 std::size_t CountChildren(const xmlNode& parent) {
@@ -67,91 +66,196 @@ std::size_t MostSiblings(const xmlNode& top) {
   return most;
 }
 
-std::size_t AllowedVisits(const XMLSession& session) {
-  return static_cast<std::size_t>(session.Limits().time.count()) * kSiblingsPerMillisecond;
-}
-
-bool HasPredicate(const xmlNode& instruction) {
-  for (const xmlAttr* attribute = instruction.properties; attribute != nullptr; attribute = attribute->next) {
-    const xmlNode* const text = attribute->children;
-    if (text != nullptr && text->content != nullptr && xmlStrchr(text->content, '[') != nullptr) {
-      return true;
+// Calls `visit` with each node of a tree, attributes too, and with the number of those above it.
+template <class Visit>
+void VisitAll(const xmlNode& top, const Visit& visit) {
+  VisitTree(top, [&visit](const xmlNode& node, std::size_t depth) {
+    visit(node, depth);
+    for (const xmlAttr* each = node.type == XML_ELEMENT_NODE ? node.properties : nullptr; each != nullptr;
+         each = each->next) {
+      visit(reinterpret_cast<const xmlNode&>(*each), depth + 1);
     }
+  });
+}
+
+// A path may select a node and those above it, and templates are applied to it once for each.
+double MostVisits(std::size_t depth) {
+  return static_cast<double>(depth + 1);
+}
+
+// ---- xsl:number --------------------------------------------------------------------------------
+
+// The nodes that it may come to.
+struct Before {
+  double nodes = 0;
+  double pairs = 0; // each of some siblings counts those before it
+  std::size_t deepest = 0;
+};
+
+double Pairs(std::size_t siblings) {
+  return static_cast<double>(siblings) * static_cast<double>(siblings) / 2;
+}
+
+std::size_t DepthOf(const xmlNode& current) {
+  std::size_t depth = 0;
+  for (const xmlNode* node = current.parent; node != nullptr; node = node->parent) {
+    ++depth;
   }
-  return false;
+  return depth;
 }
 
-// Each of so many siblings counts those before it.
-std::size_t Pairs(std::size_t siblings) {
-  return siblings * siblings / 2;
-}
-
-// Of all nodes before this one.
-std::size_t PairsBefore(const xmlNode& current, std::size_t enough) {
-  std::size_t pairs = 0;
-  for (const xmlNode* node = &current; node != nullptr && pairs <= enough; node = node->parent) {
+Before AllBefore(const xmlNode& current) {
+  std::size_t depth = DepthOf(current);
+  Before all{0, 0, depth};
+  for (const xmlNode* node = &current; node != nullptr; node = node->parent, --depth) {
     std::size_t before = 0;
     for (const xmlNode* sibling = node->prev; sibling != nullptr; sibling = sibling->prev) {
       ++before;
-      VisitParents(*sibling, [&pairs](const xmlNode& parent) { pairs += Pairs(CountChildren(parent)); });
+      VisitTree(*sibling, [&all, depth](const xmlNode& each, std::size_t below) {
+        ++all.nodes;
+        all.pairs += HasChildren(each) ? Pairs(CountChildren(each)) : 0;
+        all.deepest = std::max(all.deepest, depth + below);
+      });
     }
-    pairs += Pairs(before);
+    ++all.nodes;
+    all.pairs += Pairs(before);
   }
-  return pairs;
+  return all;
 }
 
-// How many of them libxslt tries on one node, at the most.
-std::size_t CountPatternsWithPredicates(xsltStylesheetPtr stylesheet) {
-  Counts counts;
-  for (; stylesheet != nullptr; stylesheet = xsltNextImport(stylesheet)) {
-    for (const xsltTemplate* each = stylesheet->templates; each != nullptr; each = each->next) {
-      CountPredicates(each->match == nullptr ? "" : reinterpret_cast<const char*>(each->match), counts);
+struct NumberPatterns {
+  XMLPatternWeight weight;
+  bool hasPredicate = false;
+
+  void Add(std::string_view pattern) {
+    hasPredicate = hasPredicate || pattern.find('[') != std::string_view::npos;
+    for (XMLPatternAlternatives each(pattern); each.Read();) {
+      weight.AddSteps(each.Steps(), each.AncestorSteps());
     }
   }
-  const std::size_t ofAny = counts[kAnyName];
-  std::size_t most = 0;
-  for (const auto& [name, count] : counts) {
-    most = std::max(most, name == kAnyName ? 0 : count);
+};
+
+NumberPatterns PatternsOf(const xmlNode& instruction) {
+  NumberPatterns patterns;
+  for (const xmlAttr* each = instruction.properties; each != nullptr; each = each->next) {
+    const std::string_view name = View(each->name);
+    if (each->ns == nullptr && each->children != nullptr && (name == "count" || name == "from")) {
+      patterns.Add(View(each->children->content));
+    }
   }
-  return most + ofAny;
+  return patterns;
 }
 
-// Also called from C.
-bool Count(XMLSession& session, std::optional<std::size_t>& patterns) {
-  try {
-    patterns = CountPatternsWithPredicates(session.Transformation()->style);
-    return true;
-  } catch (const std::bad_alloc&) {
-    session.Fail("out of memory");
-    return false;
+const char* ReasonNotToNumber(const XMLSession& session, const xmlNode& instruction, const xmlNode& current) {
+  const NumberPatterns patterns = PatternsOf(instruction);
+  const double allowed = Allowed(session, kLooksPerMillisecond);
+  const double most = static_cast<double>(session.Nodes()) * patterns.weight.At(session.Limits().maxDepth);
+  if (!patterns.hasPredicate && most <= allowed) {
+    return nullptr;
   }
+  const Before before = AllBefore(current);
+  if (patterns.hasPredicate && before.pairs > Allowed(session, kSiblingsPerMillisecond)) {
+    return "the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it numbers by a pattern with "
+           "predicates among too many elements beside each other";
+  }
+  if (before.nodes * patterns.weight.At(before.deepest) > allowed) {
+    return "the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it numbers by too many patterns, or "
+           "by patterns with too many paths, among so many nodes";
+  }
+  return nullptr;
 }
 
 } // namespace
 
-void CheckSiblings(XMLSession& session, const xmlNode& top) {
-  std::optional<std::size_t>& patterns = *session.patternsWithPredicates;
-  if (session.HasFailed() || (!patterns && !Count(session, patterns))) {
-    return;
+XMLPatterns::XMLPatterns(xsltStylesheetPtr stylesheet) {
+  Counts predicates;
+  for (xsltStylesheetPtr each = stylesheet; each != nullptr; each = xsltNextImport(each)) {
+    ++m_stylesheets;
+    for (const xsltTemplate* rule = each->templates; rule != nullptr; rule = rule->next) {
+      AddWeights(View(rule->match));
+      CountPredicates(View(rule->match), predicates);
+    }
   }
-  if (*patterns >= kFewPatterns && MostSiblings(top) > AllowedVisits(session) / *patterns) {
-    session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many patterns with "
-                 "predicates for so many elements beside each other");
+  m_withPredicates = MostOnOneNode(predicates);
+  m_heaviest = m_ofAny;
+  for (auto& [name, weight] : m_byName) {
+    weight.Add(m_ofAny);
+    m_heaviest.Raise(weight);
   }
 }
 
-void CheckSiblings(XMLSession& session, const xmlNodeSet* trees) {
+void XMLPatterns::AddWeights(std::string_view pattern) {
+  for (XMLPatternAlternatives each(pattern); each.Read();) {
+    const std::string_view name = each.Name();
+    XMLPatternWeight& weight = name == kAnyName ? m_ofAny : m_byName[name];
+    weight.AddSteps(each.Steps(), each.AncestorSteps());
+  }
+}
+
+double XMLPatterns::LooksOfVisit(const XMLPatternWeight& weight, std::size_t depth) const {
+  return static_cast<double>(m_stylesheets) * kLooksForPatterns + weight.At(depth);
+}
+
+double XMLPatterns::LooksOfVisit(const xmlChar* name, std::size_t depth) const {
+  const auto found = m_byName.find(View(name));
+  return LooksOfVisit(found == m_byName.end() ? m_ofAny : found->second, depth);
+}
+
+bool XMLPatterns::MayTakeLong(const XMLSession& session) const {
+  const std::size_t depth = std::min(session.readBytes / kBytesOfLevel, session.Limits().maxDepth);
+  const auto nodes = static_cast<double>(session.readBytes / kBytesOfNode);
+  return nodes * MostVisits(depth) * LooksOfVisit(m_heaviest, depth) > Allowed(session, kLooksPerMillisecond);
+}
+
+bool XMLPatterns::HasTooManySiblings(const XMLSession& session, const xmlNode& top) const {
+  const auto patterns = static_cast<double>(m_withPredicates);
+  return m_withPredicates >= kFewPatterns &&
+         static_cast<double>(MostSiblings(top)) * patterns > Allowed(session, kSiblingsPerMillisecond);
+}
+
+bool XMLPatterns::IsTooHeavy(const XMLSession& session, const xmlNode& top) const {
+  const double allowed = Allowed(session, kLooksPerMillisecond);
+  double visits = 0;
+  std::size_t deepest = 0;
+  VisitAll(top, [&](const xmlNode&, std::size_t depth) {
+    visits += MostVisits(depth);
+    deepest = std::max(deepest, depth);
+  });
+  if (visits * LooksOfVisit(m_heaviest, deepest) <= allowed) {
+    return false;
+  }
+  double looks = 0;
+  VisitAll(top, [&](const xmlNode& node, std::size_t depth) {
+    looks += MostVisits(depth) * LooksOfVisit(node.name, depth);
+  });
+  return looks > allowed;
+}
+
+void XMLPatterns::CheckTree(XMLSession& session, const xmlNode& top) const {
+  if (session.HasFailed()) {
+    return;
+  }
+  if (HasTooManySiblings(session, top)) {
+    session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many patterns with "
+                 "predicates for so many elements beside each other");
+  } else if (IsTooHeavy(session, top)) {
+    session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many patterns, or "
+                 "patterns with too many paths, for so many nodes");
+  }
+}
+
+void CheckPatterns(XMLSession& session, const xmlNodeSet* trees) {
   for (int i = 0; trees != nullptr && i < trees->nodeNr; ++i) {
-    CheckSiblings(session, *trees->nodeTab[i]);
+    session.patterns->CheckTree(session, *trees->nodeTab[i]);
   }
 }
 
 void CheckNumber(XMLSession& session, const xmlNode& instruction, const xmlNode& current) {
-  const std::size_t allowed = AllowedVisits(session);
-  if (current.type != XML_NAMESPACE_DECL && HasPredicate(instruction) &&
-      PairsBefore(current, allowed) > allowed) {
-    session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it numbers by a pattern with "
-                 "predicates among too many elements beside each other");
+  if (current.type == XML_NAMESPACE_DECL) {
+    return;
+  }
+  if (const char* const reason = ReasonNotToNumber(session, instruction, current)) {
+    session.Fail(reason);
     session.PreventNumber(static_cast<xsltStylePreComp*>(instruction.psvi)->numdata);
   }
 }

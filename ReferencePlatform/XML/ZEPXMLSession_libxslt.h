@@ -22,6 +22,7 @@
 namespace zep {
 
 struct XMLCollection;
+class XMLPatterns;
 
 // One use of libxml2 and libxslt on this thread: collects what they have to say, and counts what
 // is used up. While no session is open on a thread, both libraries behave there as if this
@@ -81,6 +82,8 @@ public:
   void AllowNumber();
   // No text that is made from another one is longer.
   std::size_t TextBytes() const { return readBytes + m_madeTextBytes; }
+  // Those that there can be at the most.
+  std::size_t Nodes() const { return m_nodes; }
   xsltTransformContextPtr Transformation() const { return m_transformation; }
 
   // Where a stylesheet may include from, with its real path: empty for nowhere.
@@ -88,11 +91,13 @@ public:
   std::size_t stylesheetBytes = 0; // of all its documents so far
   std::size_t readBytes = 0;
   std::vector<IncludedText> included;
-  std::size_t namespacePairs = 0; // that its elements bring, squared
-  std::size_t declarations = 0;   // at the top level of its documents
-  std::optional<std::size_t>* patternsWithPredicates =
-      nullptr;                          // of the stylesheet that is applied, once counted
-  XMLCollection* collections = nullptr; // of the paths that are being evaluated, the innermost first
+  std::size_t namespacePairs = 0; // that its elements bring, squared, and names times namespaces
+  std::size_t declarations = 0;   // at the top level of its documents, and alternatives of its patterns
+  std::size_t patternSteps = 0;
+  std::size_t attributesInSets = 0;
+  std::size_t usesInSets = 0;            // of other sets
+  const XMLPatterns* patterns = nullptr; // of the stylesheet that is applied
+  XMLCollection* collections = nullptr;  // of the paths that are being evaluated, the innermost first
   int stylesheetDocuments = 0;
   int entityReferences = 0;
 

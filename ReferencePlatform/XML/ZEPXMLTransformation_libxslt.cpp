@@ -5,7 +5,6 @@
 #include "ZEPXMLInstructions_libxslt.h"
 #include "ZEPXMLOperators_libxslt.h"
 #include "ZEPXMLOrder_libxml2.h"
-#include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 
 #include <cstddef>
@@ -127,7 +126,8 @@ void CopyStacks(xsltTransformContext& to, const xsltTransformContext& from) {
 
 XMLTransformation::XMLTransformation(xsltStylesheetPtr stylesheet)
     : m_stylesheet(stylesheet),
-      m_security(ForbidEverything()) {}
+      m_security(ForbidEverything()),
+      m_patterns(stylesheet) {}
 
 bool XMLTransformation::MakeContext(XMLSession& session, xmlDocPtr document) {
   if (m_new == nullptr) {
@@ -208,10 +208,14 @@ xsltTransformContextPtr XMLTransformation::Prepare(XMLSession& session, xmlDocPt
 constexpr std::size_t kBytesOfSmallDocument = std::size_t{16} << 10;
 
 void XMLTransformation::CheckDocument(XMLSession& session, const xmlDoc& document) {
-  session.patternsWithPredicates = &m_patternsWithPredicates;
-  if (session.readBytes > kBytesOfSmallDocument) {
-    CheckSiblings(session, reinterpret_cast<const xmlNode&>(document));
-    CheckOrder(session, reinterpret_cast<const xmlNode&>(document));
+  const auto& top = reinterpret_cast<const xmlNode&>(document);
+  const bool isSmall = session.readBytes <= kBytesOfSmallDocument;
+  session.patterns = &m_patterns;
+  if (!isSmall || m_patterns.MayTakeLong(session)) {
+    m_patterns.CheckTree(session, top);
+  }
+  if (!isSmall) {
+    CheckOrder(session, top);
   }
 }
 

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "ZEPXMLDocument_libxml2.h"
+#include "ZEPXMLPatterns_libxslt.h"
 
 #include <cstddef>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include <libxslt/security.h>
@@ -59,7 +59,7 @@ private:
   XSLTContext m_context;
   std::unique_ptr<Snapshot> m_new;
   xsltStylesheet m_empty{};
-  std::optional<std::size_t> m_patternsWithPredicates; // once they were counted
+  XMLPatterns m_patterns;
 };
 
 } // namespace zep

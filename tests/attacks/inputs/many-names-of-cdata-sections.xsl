@@ -1,0 +1,5 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+<xsl:output method="xml" cdata-section-elements="@{3900000*a }@" @{990*xmlns:a@#="1" }@/>
+<xsl:template match="/">x</xsl:template>
+</xsl:stylesheet>

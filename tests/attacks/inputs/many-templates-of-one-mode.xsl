@@ -1,0 +1,5 @@
+<xsl:stylesheet version="1.0" xmlns:xsl="http://www.w3.org/1999/XSL/Transform">
+<xsl:output method="text" encoding="UTF-8"/>
+@{2000*<xsl:template match="x/*" mode="m"/>}@
+<xsl:template match="/"><xsl:apply-templates mode="m"/></xsl:template>
+</xsl:stylesheet>
