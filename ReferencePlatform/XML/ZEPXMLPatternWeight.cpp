@@ -6,6 +6,7 @@ namespace zep {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
+constexpr double kLooksOfListed = 1.0 / 64; // to compare a node of a list
 // No element has more above it.
 constexpr std::size_t kMaxSteps = 1'000;
 
@@ -37,30 +38,35 @@ std::string_view NameAtEnd(std::string_view text) {
 
 void XMLPatternWeight::Add(const XMLPatternWeight& other) {
   for (std::size_t i = 0; i < other.m_end; ++i) {
-    m_steps[i] += other.m_steps[i];
+    m_counts[i].steps += other.m_counts[i].steps;
+    m_counts[i].lists += other.m_counts[i].lists;
   }
   m_end = std::max(m_end, other.m_end);
 }
 
-void XMLPatternWeight::AddSteps(std::size_t steps, std::size_t ancestorSteps) {
+void XMLPatternWeight::AddSteps(std::size_t steps, std::size_t ancestorSteps, std::size_t lists) {
   const std::size_t i = std::min(ancestorSteps, kMaxAncestorSteps);
-  m_steps[i] += std::min(steps - ancestorSteps, kMaxSteps);
+  m_counts[i].steps += std::min(steps - ancestorSteps, kMaxSteps);
+  m_counts[i].lists += lists;
   m_end = std::max(m_end, i + 1);
 }
 
 void XMLPatternWeight::Raise(const XMLPatternWeight& other) {
   for (std::size_t i = 0; i < other.m_end; ++i) {
-    m_steps[i] = std::max(m_steps[i], other.m_steps[i]);
+    m_counts[i].steps = std::max(m_counts[i].steps, other.m_counts[i].steps);
+    m_counts[i].lists = std::max(m_counts[i].lists, other.m_counts[i].lists);
   }
   m_end = std::max(m_end, other.m_end);
 }
 
-double XMLPatternWeight::At(std::size_t depth) const {
+double XMLPatternWeight::At(std::size_t depth, std::size_t nodes) const {
+  const double looksOfList = static_cast<double>(nodes) * kLooksOfListed;
   double looks = 0;
   double chosen = 1; // ways to choose i of the elements above
   double ways = 1;   // to choose up to i
   for (std::size_t i = 0; i < m_end; ++i) {
-    looks += static_cast<double>(m_steps[i]) * ways;
+    looks += ways *
+             (static_cast<double>(m_counts[i].steps) + static_cast<double>(m_counts[i].lists) * looksOfList);
     chosen *= depth > i ? static_cast<double>(depth - i) / static_cast<double>(i + 1) : 0;
     ways += chosen;
   }
@@ -73,6 +79,7 @@ bool XMLPatternAlternatives::Read() {
   }
   m_steps = 1;
   m_ancestorSteps = 0;
+  m_lists = 0;
   m_depth = 0;
   BeginStep(m_position);
   while (m_position < m_pattern.size() && (m_depth != 0 || m_pattern[m_position] != '|')) {
@@ -99,16 +106,27 @@ void XMLPatternAlternatives::ReadOne() {
   if (c == '\'' || c == '"') {
     m_position = std::min(m_pattern.find(c, m_position + 1), m_pattern.size() - 1);
   } else if (c == '[' || c == '(') {
-    if (m_depth++ == 0 && c == '[' && m_isInName) {
-      m_nameEnd = m_position;
-      m_isInName = false;
-    }
+    ReadBracket();
   } else if (c == ']' || c == ')') {
     m_depth -= m_depth == 0 ? 0 : 1;
   } else if (c == '/' && m_depth == 0) {
     ReadSlash();
   }
   ++m_position;
+}
+
+void XMLPatternAlternatives::ReadBracket() {
+  if (m_depth++ != 0) {
+    return;
+  }
+  if (m_pattern[m_position] == '(') {
+    m_lists += NameOfStep(m_pattern.substr(m_begin, m_position - m_begin)) == "key" ? 1 : 0;
+  } else if (m_isInName) {
+    m_nameEnd = m_position;
+    m_isInName = false;
+  } else {
+    ++m_lists;
+  }
 }
 
 void XMLPatternAlternatives::ReadSlash() {

@@ -16,10 +16,10 @@ using Counts = std::unordered_map<std::string_view, std::size_t>;
 constexpr double kSiblingsPerMillisecond = 300'000;
 constexpr double kLooksPerMillisecond = 40'000;
 constexpr std::size_t kFewPatterns = 10; // they take as long as a few expressions
-constexpr double kLooksForPatterns = 3;  // that one stylesheet has for a node
-// A text has no more nodes, and no deeper ones, than one for so many bytes.
-constexpr std::size_t kBytesOfNode = 2;
-constexpr std::size_t kBytesOfLevel = 7;
+// To go to a node, and to find the patterns for it in one stylesheet, take as long as so many looks.
+constexpr double kLooksOfStep = 2;
+constexpr double kLooksOfStylesheet = 1;
+constexpr std::size_t kBytesOfLevel = 7; // of elements, at the least
 
 double Allowed(const XMLSession& session, double perMillisecond) {
   return static_cast<double>(session.Limits().time.count()) * perMillisecond;
@@ -130,7 +130,7 @@ struct NumberPatterns {
   void Add(std::string_view pattern) {
     hasPredicate = hasPredicate || pattern.find('[') != std::string_view::npos;
     for (XMLPatternAlternatives each(pattern); each.Read();) {
-      weight.AddSteps(each.Steps(), each.AncestorSteps());
+      weight.AddSteps(each.Steps(), each.AncestorSteps(), each.Lists());
     }
   }
 };
@@ -149,7 +149,8 @@ NumberPatterns PatternsOf(const xmlNode& instruction) {
 const char* ReasonNotToNumber(const XMLSession& session, const xmlNode& instruction, const xmlNode& current) {
   const NumberPatterns patterns = PatternsOf(instruction);
   const double allowed = Allowed(session, kLooksPerMillisecond);
-  const double most = static_cast<double>(session.Nodes()) * patterns.weight.At(session.Limits().maxDepth);
+  const std::size_t nodes = session.Nodes();
+  const double most = static_cast<double>(nodes) * patterns.weight.At(session.Limits().maxDepth, nodes);
   if (!patterns.hasPredicate && most <= allowed) {
     return nullptr;
   }
@@ -158,7 +159,7 @@ const char* ReasonNotToNumber(const XMLSession& session, const xmlNode& instruct
     return "the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it numbers by a pattern with "
            "predicates among too many elements beside each other";
   }
-  if (before.nodes * patterns.weight.At(before.deepest) > allowed) {
+  if (before.nodes * patterns.weight.At(before.deepest, nodes) > allowed) {
     return "the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it numbers by too many patterns, or "
            "by patterns with too many paths, among so many nodes";
   }
@@ -188,23 +189,24 @@ void XMLPatterns::AddWeights(std::string_view pattern) {
   for (XMLPatternAlternatives each(pattern); each.Read();) {
     const std::string_view name = each.Name();
     XMLPatternWeight& weight = name == kAnyName ? m_ofAny : m_byName[name];
-    weight.AddSteps(each.Steps(), each.AncestorSteps());
+    weight.AddSteps(each.Steps(), each.AncestorSteps(), each.Lists());
   }
 }
 
-double XMLPatterns::LooksOfVisit(const XMLPatternWeight& weight, std::size_t depth) const {
-  return static_cast<double>(m_stylesheets) * kLooksForPatterns + weight.At(depth);
+double XMLPatterns::LooksOfVisit(const XMLPatternWeight& weight, std::size_t depth, std::size_t nodes) const {
+  return kLooksOfStep + static_cast<double>(m_stylesheets) * kLooksOfStylesheet + weight.At(depth, nodes);
 }
 
-double XMLPatterns::LooksOfVisit(const xmlChar* name, std::size_t depth) const {
+const XMLPatternWeight& XMLPatterns::WeightOf(const xmlChar* name) const {
   const auto found = m_byName.find(View(name));
-  return LooksOfVisit(found == m_byName.end() ? m_ofAny : found->second, depth);
+  return found == m_byName.end() ? m_ofAny : found->second;
 }
 
 bool XMLPatterns::MayTakeLong(const XMLSession& session) const {
+  const std::size_t nodes = session.Nodes();
   const std::size_t depth = std::min(session.readBytes / kBytesOfLevel, session.Limits().maxDepth);
-  const auto nodes = static_cast<double>(session.readBytes / kBytesOfNode);
-  return nodes * MostVisits(depth) * LooksOfVisit(m_heaviest, depth) > Allowed(session, kLooksPerMillisecond);
+  return static_cast<double>(nodes) * MostVisits(depth) * LooksOfVisit(m_heaviest, depth, nodes) >
+         Allowed(session, kLooksPerMillisecond);
 }
 
 bool XMLPatterns::HasTooManySiblings(const XMLSession& session, const xmlNode& top) const {
@@ -215,18 +217,19 @@ bool XMLPatterns::HasTooManySiblings(const XMLSession& session, const xmlNode& t
 
 bool XMLPatterns::IsTooHeavy(const XMLSession& session, const xmlNode& top) const {
   const double allowed = Allowed(session, kLooksPerMillisecond);
+  const std::size_t nodes = session.Nodes();
   double visits = 0;
   std::size_t deepest = 0;
   VisitAll(top, [&](const xmlNode&, std::size_t depth) {
     visits += MostVisits(depth);
     deepest = std::max(deepest, depth);
   });
-  if (visits * LooksOfVisit(m_heaviest, deepest) <= allowed) {
+  if (visits * LooksOfVisit(m_heaviest, deepest, nodes) <= allowed) {
     return false;
   }
   double looks = 0;
   VisitAll(top, [&](const xmlNode& node, std::size_t depth) {
-    looks += MostVisits(depth) * LooksOfVisit(node.name, depth);
+    looks += MostVisits(depth) * LooksOfVisit(WeightOf(node.name), depth, nodes);
   });
   return looks > allowed;
 }

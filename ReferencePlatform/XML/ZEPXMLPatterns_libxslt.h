@@ -29,8 +29,8 @@ private:
   using Weights = std::unordered_map<std::string_view, XMLPatternWeight>;
 
   void AddWeights(std::string_view pattern);
-  double LooksOfVisit(const XMLPatternWeight& weight, std::size_t depth) const;
-  double LooksOfVisit(const xmlChar* name, std::size_t depth) const;
+  double LooksOfVisit(const XMLPatternWeight& weight, std::size_t depth, std::size_t nodes) const;
+  const XMLPatternWeight& WeightOf(const xmlChar* name) const;
   bool HasTooManySiblings(const XMLSession& session, const xmlNode& top) const;
   bool IsTooHeavy(const XMLSession& session, const xmlNode& top) const;
 

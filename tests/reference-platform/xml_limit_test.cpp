@@ -241,6 +241,98 @@ TEST_F(XMLLimits, xml_expression_that_takes_long_ends) {
   }
 }
 
+// Work that nothing can end once it has begun is weighed beforehand: what is too heavy is refused, and its
+// lighter neighbour is not.
+TEST_F(XMLLimits, xml_patterns_are_weighed) {
+  SmallLimits();
+  const auto nested = [](int depth) { return Repeated("<b>", depth) + "<c/>" + Repeated("</b>", depth); };
+  const auto wide = [](int count) { return "<r>" + Repeated("<b/>", count) + "</r>"; };
+  const auto rules = [](int count, const std::string& match) {
+    return Sheet(kUTF8Output + Repeated("<xsl:template match='" + match + "' mode='m'/>", count) +
+                 "<xsl:key name='k' match='b' use='1'/>"
+                 "<xsl:template match='/'>x<xsl:apply-templates mode='m'/></xsl:template>");
+  };
+  const auto number = [](const std::string& attributes) {
+    return TextSheet("x" + ForEach("//*[not(following::*) and not(*)]",
+                                   "<xsl:variable name='n'><xsl:number " + attributes + "/></xsl:variable>"));
+  };
+  const std::string alternatives = Repeated("y/b|", 1000) + "b";
+  struct Row {
+    int line;
+    std::string sheet;
+    std::string heavy;
+    std::string light;
+  };
+  const Row rows[] = {
+      Row{__LINE__, rules(1, "y//b//b//b//b//b"), nested(200), nested(12)},
+      Row{__LINE__, rules(1, "y//*//*//*//*//*"), nested(200), nested(12)},
+      Row{__LINE__, rules(1, "y" + Repeated("/*", 900)), nested(990), nested(12)},
+      Row{__LINE__, rules(1000, "y/b"), wide(10'000), wide(1000)},
+      Row{__LINE__, rules(1000, "y/*"), wide(10'000), wide(1000)},
+      Row{__LINE__, rules(1000, "y/@x"), "<r>" + Repeated("<b x='1'/>", 10'000) + "</r>", "<r x='1'/>"},
+      Row{__LINE__, rules(1, alternatives), wide(10'000), wide(1000)},
+      Row{__LINE__, rules(10, "key(&quot;k&quot;, &quot;2&quot;)"), wide(20'000), wide(200)},
+      Row{__LINE__, rules(10, "b[@y][@y]"), wide(20'000), wide(200)},
+      Row{__LINE__, number("level='any' count='y//b//b//b//b//b'"), nested(200), nested(12)},
+      Row{__LINE__, number("level='multiple' from='y//b//b//b//b//b'"), nested(200), nested(12)},
+      Row{__LINE__, number("count='" + Repeated("y/b|", 9000) + "b'"), wide(10'000), wide(1000)},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.line);
+    ExpectEnded(row.sheet, row.heavy, "ZEP_XSLT_TIMEOUT_MS");
+    ExpectText(Applied(row.sheet, row.light), "x");
+  }
+}
+
+// A compilation is looked at by no clock.
+TEST_F(XMLLimits, xml_stylesheet_is_bounded_in_what_libxslt_keeps_in_lists) {
+  const auto sheet = [](const std::string& declarations) {
+    return Sheet(kUTF8Output + declarations + "<xsl:template match='/'>x</xsl:template>");
+  };
+  const auto alternatives = [](int count) { return Repeated("a|", count - 1) + "a"; };
+  const auto set = [](int attributes) {
+    return "<xsl:attribute-set name='s'>" + Repeated("<xsl:attribute name='a'/>", attributes) +
+           "</xsl:attribute-set>";
+  };
+  std::string spaces;
+  for (int i = 0; i < 100; ++i) {
+    spaces += " xmlns:a" + std::to_string(i) + "='u'";
+  }
+  const auto number = [](const std::string& attributes) {
+    return "<xsl:template name='t'><xsl:number " + attributes + "/></xsl:template>";
+  };
+  struct Row {
+    int line;
+    std::string refused;
+    std::string taken;
+    std::string message;
+  };
+  const Row rows[] = {
+      Row{__LINE__, "<xsl:template match='" + alternatives(9'999) + "'/>",
+          "<xsl:template match='" + alternatives(9'998) + "'/>", "top-level"},
+      Row{__LINE__, number("count='" + alternatives(9'999) + "'"),
+          number("count='" + alternatives(9'998) + "'"), "alternatives"},
+      Row{__LINE__, number("from='" + alternatives(9'999) + "'"),
+          number("from='" + alternatives(9'998) + "'"), "alternatives"},
+      Row{__LINE__, number("count='" + Repeated("a/", 200'000) + "a'"),
+          number("count='" + Repeated("a/", 199'999) + "a'"), "steps"},
+      Row{__LINE__, "<xsl:template match='" + alternatives(9'900) + "'" + spaces + "/>",
+          "<xsl:template match='" + alternatives(9'000) + "'" + spaces + "/>", "namespaces"},
+      Row{__LINE__, "<xsl:strip-space elements='" + Repeated("b ", 1'000'000) + "'" + spaces + "/>",
+          "<xsl:strip-space elements='" + Repeated("b ", 900'000) + "'" + spaces + "/>", "namespaces"},
+      Row{__LINE__, set(22'361), set(22'360), "attribute sets"},
+      Row{__LINE__,
+          set(1'000) + "<xsl:attribute-set name='t' use-attribute-sets='" + Repeated(" s ", 500) + "'/>",
+          set(1'000) + "<xsl:attribute-set name='t' use-attribute-sets='" + Repeated(" s ", 499) + "'/>",
+          "attribute sets"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.line);
+    ExpectEnded(sheet(row.refused), "<a/>", row.message);
+    ExpectText(Applied(sheet(row.taken), "<a/>"), "x");
+  }
+}
+
 TEST_F(XMLLimits, xml_transformer_is_usable_after_a_limit) {
   SmallLimits();
   const ZEPIXMLXSLTransformer_var transformer =

@@ -13,7 +13,8 @@ std::string Read(const std::string& pattern) {
   std::string result;
   for (zep::XMLPatternAlternatives each(pattern); each.Read();) {
     result += std::string(each.Name()) + " " + std::to_string(each.Steps()) + " " +
-              std::to_string(each.AncestorSteps()) + ";";
+              std::to_string(each.AncestorSteps()) +
+              (each.Lists() == 0 ? "" : " in " + std::to_string(each.Lists())) + ";";
   }
   return result;
 }
@@ -22,7 +23,7 @@ TEST(XMLPatternWeight, xml_pattern_is_read) {
   struct Row {
     int line;
     std::string pattern;
-    std::string expected; // name, steps, and those behind two slashes
+    std::string expected; // name, steps, those behind two slashes, and those looked for in lists
   };
   const Row rows[] = {
       Row{__LINE__, "", ""},
@@ -47,11 +48,12 @@ TEST(XMLPatternWeight, xml_pattern_is_read) {
       Row{__LINE__, "b/text()", "* 2 0;"},
       Row{__LINE__, "node( )", "* 1 0;"},
       Row{__LINE__, "processing-instruction('a b')", "* 1 0;"},
-      Row{__LINE__, "key('a|b', \"//c\")", "* 1 0;"},
-      Row{__LINE__, "key('a', ')')//b", "b 2 1;"},
+      Row{__LINE__, "key('a|b', \"//c\")", "* 1 0 in 1;"},
+      Row{__LINE__, "key ('a', ')')//b", "b 2 1 in 1;"},
       Row{__LINE__, "a[b//c | d]", "a 1 0;"},
       Row{__LINE__, "a [1]", "a 1 0;"},
-      Row{__LINE__, "a[']|//'][\"[\"]//b[c[1]/d]", "b 2 1;"},
+      Row{__LINE__, "a[']|//'][\"[\"]//b[c[1]/d]", "b 2 1 in 1;"},
+      Row{__LINE__, "a[1] [2][3]/b[4]|c[key(1)[2][3]]", "b 2 0 in 2;c 1 0;"},
       Row{__LINE__, "a]|b", "* 1 0;b 1 0;"},
       Row{__LINE__, "a['|b", "a 1 0;"},
       Row{__LINE__, "a[|b", "a 1 0;"},
@@ -85,7 +87,7 @@ TEST(XMLPatternWeight, xml_pattern_weighs_as_much_as_the_ways_through_it) {
     SCOPED_TRACE(row.line);
     zep::XMLPatternWeight weight;
     weight.AddSteps(row.steps, row.ancestorSteps);
-    EXPECT_DOUBLE_EQ(weight.At(row.depth), row.expected);
+    EXPECT_DOUBLE_EQ(weight.At(row.depth, 0), row.expected);
   }
 }
 
@@ -95,19 +97,19 @@ TEST(XMLPatternWeight, xml_pattern_weights_add_up_and_rise) {
   one.AddSteps(2, 1);
   zep::XMLPatternWeight other;
   other.AddSteps(5, 0);
-  other.AddSteps(4, 3);
+  other.AddSteps(4, 3, 2); // of 640 nodes a list takes ten looks
   zep::XMLPatternWeight sum = one;
   sum.Add(other);
-  EXPECT_DOUBLE_EQ(sum.At(10), one.At(10) + other.At(10));
+  EXPECT_DOUBLE_EQ(sum.At(10, 640), one.At(10, 640) + other.At(10, 640));
   zep::XMLPatternWeight heaviest = one;
   heaviest.Raise(other);
-  EXPECT_DOUBLE_EQ(heaviest.At(10), 5 + 11 + (1 + 10 + 45 + 120));
+  EXPECT_DOUBLE_EQ(heaviest.At(10, 640), 5 + 11 + (1 + 10 + 45 + 120) * (1 + 2 * 10));
 }
 
 TEST(XMLPatternWeight, xml_pattern_of_many_paths_is_heavier_than_any_time_allows) {
   zep::XMLPatternWeight weight;
   weight.AddSteps(8'000'000, 4'000'000);
-  EXPECT_GT(weight.At(1'000), 1e30);
+  EXPECT_GT(weight.At(1'000, 0), 1e30);
 }
 
 } // namespace
