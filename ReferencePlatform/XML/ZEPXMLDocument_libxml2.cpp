@@ -234,6 +234,9 @@ void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, c
   if (JobOf(context).isStylesheet) {
     const bool isXSLT = View(uri) == View(XSLT_NAMESPACE);
     CountDeclarations(Session(), *parser, {View(name), isXSLT, attributes, attributeCount});
+    if (Session().HasFailed()) {
+      return; // the text is freed, and the values of the attributes with it
+    }
   }
   JobOf(context).blankText.count = 0;
   xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,

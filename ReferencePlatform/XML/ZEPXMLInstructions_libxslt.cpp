@@ -98,15 +98,16 @@ OwnedXMLValue Selected(xsltTransformContextPtr transformation, const xsltStylePr
   return selected;
 }
 
-// One instruction copies as much as it selects, and nothing stops it on the way.
-void WatchCopy(XMLSession& session, const xmlNode& instruction, xmlNodePtr current) {
+// One instruction copies as much as it selects, or applies templates to it, and nothing stops it on the way.
+void WatchSelected(XMLSession& session, const xmlNode& instruction, xmlNodePtr current,
+                   void (*watch)(XMLSession&, const xmlNodeSet*)) {
   const auto& compiled = *static_cast<const xsltStylePreComp*>(instruction.psvi);
   if (compiled.comp == nullptr || current == nullptr) {
     return;
   }
   const OwnedXMLValue selected = Selected(session.Transformation(), compiled, current);
   if (selected != nullptr && IsNodeSet(*selected)) {
-    WatchTree(session, selected->nodesetval);
+    watch(session, selected->nodesetval);
   }
 }
 
@@ -198,7 +199,9 @@ void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr cu
     return;
   }
   if (Is(*instruction, XSLT_FUNC_COPYOF, "copy-of")) {
-    WatchCopy(session, *instruction, current);
+    WatchSelected(session, *instruction, current, WatchTree);
+  } else if (session.weighsSelections && Is(*instruction, XSLT_FUNC_APPLYTEMPLATES, "apply-templates")) {
+    WatchSelected(session, *instruction, current, CheckSelection);
   } else if (current != nullptr && Is(*instruction, XSLT_FUNC_NUMBER, "number")) {
     CheckNumber(session, *instruction, *current);
   }

@@ -78,9 +78,20 @@ void VisitAll(const xmlNode& top, const Visit& visit) {
   });
 }
 
+constexpr char kTooHeavy[] = "the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many "
+                             "patterns, or patterns with too many paths, for so many nodes";
+
 // A path may select a node and those above it, and templates are applied to it once for each.
 double MostVisits(std::size_t depth) {
   return static_cast<double>(depth + 1);
+}
+
+std::size_t DepthOf(const xmlNode& current) {
+  std::size_t depth = 0;
+  for (const xmlNode* node = current.parent; node != nullptr; node = node->parent) {
+    ++depth;
+  }
+  return depth;
 }
 
 // ---- xsl:number --------------------------------------------------------------------------------
@@ -94,14 +105,6 @@ struct Before {
 
 double Pairs(std::size_t siblings) {
   return static_cast<double>(siblings) * static_cast<double>(siblings) / 2;
-}
-
-std::size_t DepthOf(const xmlNode& current) {
-  std::size_t depth = 0;
-  for (const xmlNode* node = current.parent; node != nullptr; node = node->parent) {
-    ++depth;
-  }
-  return depth;
 }
 
 Before AllBefore(const xmlNode& current) {
@@ -215,7 +218,7 @@ bool XMLPatterns::HasTooManySiblings(const XMLSession& session, const xmlNode& t
          static_cast<double>(MostSiblings(top)) * patterns > Allowed(session, kSiblingsPerMillisecond);
 }
 
-bool XMLPatterns::IsTooHeavy(const XMLSession& session, const xmlNode& top) const {
+void XMLPatterns::CheckWeight(XMLSession& session, const xmlNode& top) const {
   const double allowed = Allowed(session, kLooksPerMillisecond);
   const std::size_t nodes = session.Nodes();
   double visits = 0;
@@ -225,13 +228,38 @@ bool XMLPatterns::IsTooHeavy(const XMLSession& session, const xmlNode& top) cons
     deepest = std::max(deepest, depth);
   });
   if (visits * LooksOfVisit(m_heaviest, deepest, nodes) <= allowed) {
-    return false;
+    return;
   }
   double looks = 0;
+  double mostLooks = 0;
   VisitAll(top, [&](const xmlNode& node, std::size_t depth) {
-    looks += MostVisits(depth) * LooksOfVisit(WeightOf(node.name), depth, nodes);
+    const double ofNode = LooksOfVisit(WeightOf(node.name), depth, nodes);
+    looks += ofNode;
+    mostLooks += ofNode * MostVisits(depth);
   });
-  return looks > allowed;
+  if (looks > allowed) {
+    session.Fail(kTooHeavy);
+  }
+  session.weighsSelections = session.weighsSelections || mostLooks > allowed;
+}
+
+void XMLPatterns::CheckSelection(XMLSession& session, const xmlNodeSet* selected) const {
+  const double allowed = Allowed(session, kLooksPerMillisecond);
+  const std::size_t nodes = session.Nodes();
+  double looks = 0;
+  for (int i = 0; selected != nullptr && i < selected->nodeNr && looks <= allowed; ++i) {
+    const xmlNode& top = *selected->nodeTab[i];
+    if (top.type == XML_NAMESPACE_DECL) {
+      continue;
+    }
+    const std::size_t above = DepthOf(top);
+    VisitAll(top, [&](const xmlNode& node, std::size_t depth) {
+      looks += LooksOfVisit(WeightOf(node.name), above + depth, nodes);
+    });
+  }
+  if (looks > allowed) {
+    session.Fail(kTooHeavy);
+  }
 }
 
 void XMLPatterns::CheckTree(XMLSession& session, const xmlNode& top) const {
@@ -241,9 +269,8 @@ void XMLPatterns::CheckTree(XMLSession& session, const xmlNode& top) const {
   if (HasTooManySiblings(session, top)) {
     session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many patterns with "
                  "predicates for so many elements beside each other");
-  } else if (IsTooHeavy(session, top)) {
-    session.Fail("the stylesheet takes longer than ZEP_XSLT_TIMEOUT_MS allows: it has too many patterns, or "
-                 "patterns with too many paths, for so many nodes");
+  } else {
+    CheckWeight(session, top);
   }
 }
 
@@ -251,6 +278,10 @@ void CheckPatterns(XMLSession& session, const xmlNodeSet* trees) {
   for (int i = 0; trees != nullptr && i < trees->nodeNr; ++i) {
     session.patterns->CheckTree(session, *trees->nodeTab[i]);
   }
+}
+
+void CheckSelection(XMLSession& session, const xmlNodeSet* nodes) {
+  session.patterns->CheckSelection(session, nodes);
 }
 
 void CheckNumber(XMLSession& session, const xmlNode& instruction, const xmlNode& current) {

@@ -22,8 +22,10 @@ public:
 
   // Whether there are documents of that size, that of all that was read, that would take too long.
   bool MayTakeLong(const XMLSession& session) const;
-  // Fails the session where the nodes of a tree would.
+  // Fails the session where the nodes of a tree would, or has it weigh what is selected, where many of them
+  // selected at once would.
   void CheckTree(XMLSession& session, const xmlNode& top) const;
+  void CheckSelection(XMLSession& session, const xmlNodeSet* nodes) const;
 
 private:
   using Weights = std::unordered_map<std::string_view, XMLPatternWeight>;
@@ -32,7 +34,7 @@ private:
   double LooksOfVisit(const XMLPatternWeight& weight, std::size_t depth, std::size_t nodes) const;
   const XMLPatternWeight& WeightOf(const xmlChar* name) const;
   bool HasTooManySiblings(const XMLSession& session, const xmlNode& top) const;
-  bool IsTooHeavy(const XMLSession& session, const xmlNode& top) const;
+  void CheckWeight(XMLSession& session, const xmlNode& top) const;
 
   std::size_t m_stylesheets = 0;    // with those imported
   std::size_t m_withPredicates = 0; // that are tried on one node, at the most
@@ -43,6 +45,7 @@ private:
 
 // By the patterns of the stylesheet that is applied.
 void CheckPatterns(XMLSession& session, const xmlNodeSet* trees);
+void CheckSelection(XMLSession& session, const xmlNodeSet* nodes);
 
 // The same for xsl:number, which tries its patterns on the nodes in front.
 void CheckNumber(XMLSession& session, const xmlNode& instruction, const xmlNode& current);

@@ -97,6 +97,7 @@ public:
   std::size_t attributesInSets = 0;
   std::size_t usesInSets = 0;            // of other sets
   const XMLPatterns* patterns = nullptr; // of the stylesheet that is applied
+  bool weighsSelections = false;         // of xsl:apply-templates
   XMLCollection* collections = nullptr;  // of the paths that are being evaluated, the innermost first
   int stylesheetDocuments = 0;
   int entityReferences = 0;

@@ -256,6 +256,9 @@ TEST_F(XMLLimits, xml_patterns_are_weighed) {
     return TextSheet("x" + ForEach("//*[not(following::*) and not(*)]",
                                    "<xsl:variable name='n'><xsl:number " + attributes + "/></xsl:variable>"));
   };
+  const auto below = [](int depth, int count) {
+    return Repeated("<b>", depth) + Repeated("<c/>", count) + Repeated("</b>", depth);
+  };
   const std::string alternatives = Repeated("y/b|", 1000) + "b";
   struct Row {
     int line;
@@ -266,7 +269,9 @@ TEST_F(XMLLimits, xml_patterns_are_weighed) {
   const Row rows[] = {
       Row{__LINE__, rules(1, "y//b//b//b//b//b"), nested(200), nested(12)},
       Row{__LINE__, rules(1, "y//*//*//*//*//*"), nested(200), nested(12)},
-      Row{__LINE__, rules(1, "y" + Repeated("/*", 900)), nested(990), nested(12)},
+      Row{__LINE__, rules(40, "y" + Repeated("/*", 900)), nested(990), nested(12)},
+      Row{__LINE__, TextSheet("x<xsl:apply-templates select='//*' mode='m'/>"), below(500, 20'000),
+          below(500, 2000)},
       Row{__LINE__, rules(1000, "y/b"), wide(10'000), wide(1000)},
       Row{__LINE__, rules(1000, "y/*"), wide(10'000), wide(1000)},
       Row{__LINE__, rules(1000, "y/@x"), "<r>" + Repeated("<b x='1'/>", 10'000) + "</r>", "<r x='1'/>"},
