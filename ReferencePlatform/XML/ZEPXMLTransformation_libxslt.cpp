@@ -140,7 +140,7 @@ bool XMLTransformation::MakeContext(XMLSession& session, xmlDocPtr document) {
     session.Fail("out of memory");
     return false;
   }
-  m_context->debugStatus = XSLT_DEBUG_RUN; // has each instruction watched
+  m_context->debugStatus = XSLT_DEBUG_RUN;                      // has each instruction watched
   m_context->maxTemplateVars = std::numeric_limits<int>::max(); // ours comes first, with a better message
   WatchFunctions(m_context.get());
   xsltSetCtxtSortFunc(m_context.get(), SortWatched);
