@@ -7,9 +7,11 @@
 #include <chrono>
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 #include <iterator>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -138,16 +140,26 @@ std::size_t WriteAll(int descriptor, const char* bytes, std::size_t size) {
   return written;
 }
 
-bool IsOpen(int descriptor) {
+bool IsDescriptor(int descriptor) {
   return fcntl(descriptor, F_GETFD) != -1;
 }
 
 // Where the standard error was closed when the process began, a file that is opened later gets its
 // number: a trace must not end up in that file.
-const bool standardErrorWasOpenAtLoad = IsOpen(STDERR_FILENO);
+const bool standardErrorWasOpenAtLoad = IsDescriptor(STDERR_FILENO);
 
-// Opens for appending; never waits for the reader of a pipe and never takes the number of a
-// standard stream.
+// A host may close all descriptors (to become a daemon, say) and open others: the number alone does not tell
+// whose file it is. A mark goes with the file that was opened and with no other. It is the signal that would
+// tell that the file is ready, which nobody gets unless he asks. To look at it takes less than half as long
+// as fstat(), and shows even the same file opened by another as foreign.
+constexpr int kMark = SIGWINCH;
+
+bool IsMarked(int descriptor) {
+  return fcntl(descriptor, F_GETSIG) == kMark;
+}
+
+// Opens for appending, and marks the file; never waits for the reader of a pipe and never takes the number of
+// a standard stream.
 int OpenForTrace(const char* path) {
   int descriptor =
       ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, S_IRUSR | S_IWUSR);
@@ -158,8 +170,18 @@ int OpenForTrace(const char* path) {
   }
   if (descriptor >= 0) {
     fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+    if (fcntl(descriptor, F_SETSIG, kMark) != 0) {
+      ::close(std::exchange(descriptor, -1));
+    }
   }
   return descriptor;
+}
+
+// For a process that goes to another directory. The path as it is where the directory is gone.
+std::string AbsolutePath(const std::string& path) {
+  std::error_code ignored;
+  const std::string absolute = std::filesystem::absolute(path, ignored).string();
+  return absolute.empty() ? path : absolute;
 }
 
 std::size_t WriteWithoutSignal(int descriptor, const char* bytes, std::size_t size) {
@@ -175,17 +197,28 @@ void ReportUnusable(const std::string& path, int error) {
 
 } // namespace
 
-TraceSink::TraceSink(int descriptor, bool owned, TraceForm form)
-    : m_descriptor(descriptor),
-      m_owned(owned),
-      m_isFile(owned && IsRegularFile(descriptor)) {
+TraceSink::TraceSink(TraceForm form) : m_descriptor(STDERR_FILENO) {
   set_formatter_(std::make_unique<RecordFormatter>(form));
 }
 
+TraceSink::TraceSink(const std::string& path, TraceForm form) : m_path(AbsolutePath(path)) {
+  set_formatter_(std::make_unique<RecordFormatter>(form));
+  Open(path);
+}
+
 TraceSink::~TraceSink() {
-  if (m_owned) {
+  if (OwnsFile() && IsMarked(m_descriptor)) {
     ::close(m_descriptor);
   }
+}
+
+bool TraceSink::Open(const std::string& path) {
+  m_descriptor = OpenForTrace(path.c_str());
+  if (!IsOpen()) {
+    return false;
+  }
+  m_isFile = IsRegularFile(m_descriptor);
+  return true;
 }
 
 void TraceSink::sink_it_(const spdlog::details::log_msg& message) {
@@ -198,6 +231,9 @@ void TraceSink::sink_it_(const spdlog::details::log_msg& message) {
 }
 
 void TraceSink::Write(const char* bytes, std::size_t size) {
+  if (OwnsFile() && !IsMarked(m_descriptor) && !Open(m_path)) {
+    return;
+  }
   // Holding signals back takes four system calls, and a file without a limit sends none.
   const bool sendsNoSignal = m_isFile && !AreFilesLimited();
   const std::size_t written =
@@ -209,17 +245,17 @@ void TraceSink::Write(const char* bytes, std::size_t size) {
 
 std::shared_ptr<TraceSink> OpenTraceSink(const std::string& path, TraceForm form) {
   if (path.empty() || path == "-") {
-    return standardErrorWasOpenAtLoad ? std::make_shared<TraceSink>(STDERR_FILENO, false, form) : nullptr;
+    return standardErrorWasOpenAtLoad ? std::make_shared<TraceSink>(form) : nullptr;
   }
-  const int descriptor = OpenForTrace(path.c_str());
-  if (descriptor < 0) {
+  auto sink = std::make_shared<TraceSink>(path, form);
+  if (!sink->IsOpen()) {
     const int error = errno;
     if (standardErrorWasOpenAtLoad) {
       ReportUnusable(path, error);
     }
     return nullptr;
   }
-  return std::make_shared<TraceSink>(descriptor, true, form);
+  return sink;
 }
 
 } // namespace zep

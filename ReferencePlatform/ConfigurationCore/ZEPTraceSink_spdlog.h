@@ -14,8 +14,12 @@ namespace zep {
 // stay whole. What cannot be written is dropped, without an exception and without a signal.
 class TraceSink final : public spdlog::sinks::base_sink<std::mutex> {
 public:
-  TraceSink(int descriptor, bool owned, TraceForm form);
+  explicit TraceSink(TraceForm form); // on the standard error
+  TraceSink(const std::string& path, TraceForm form);
   ~TraceSink() override;
+
+  // Where not, errno says why as long as nothing else was called.
+  bool IsOpen() const { return m_descriptor >= 0; }
 
   // Around a fork, so that the child does not inherit a mutex that nobody will open again.
   void HoldForFork() { mutex_.lock(); }
@@ -26,11 +30,14 @@ protected:
   void flush_() override {}
 
 private:
+  // The standard error is the host's, to turn elsewhere and to close.
+  bool OwnsFile() const { return !m_path.empty(); }
+  bool Open(const std::string& path);
   void Write(const char* bytes, std::size_t size);
 
+  std::string m_path; // empty for the standard error
   int m_descriptor;
-  bool m_owned;
-  bool m_isFile;          // its own, so that it stays one
+  bool m_isFile = false;  // its own, so that it stays one
   bool m_midLine = false; // the line written last has no end
 };
 

@@ -2,6 +2,7 @@
 #include "HostileServer.h"
 #include "HttpCalls.h"
 #include "ZEPCfgWebServices.h"
+#include "ZEPCfgXMLExpressionServices.h"
 #include "ZEPError.h"
 #include "ZEPHResult.h"
 #include "ZEPTraceObserver.h"
@@ -104,7 +105,10 @@ TEST(trace_faults, never_change_the_result_of_a_call) {
   const std::string fifo = directory.Path("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   const std::string readOnly = directory.Write("read-only", "");
-  std::filesystem::permissions(readOnly, std::filesystem::perms::owner_read);
+  using std::filesystem::perms;
+  std::filesystem::permissions(readOnly, perms::owner_read | perms::others_read);
+  // The file alone is to refuse.
+  std::filesystem::permissions(directory.Path(), perms::owner_all | perms::others_exec);
   const std::string loop = directory.Path("loop");
   std::filesystem::create_symlink(loop, loop);
   const auto nothing = [] {};
@@ -121,10 +125,14 @@ TEST(trace_faults, never_change_the_result_of_a_call) {
       Row{__LINE__, loop, nothing},
       Row{__LINE__, "/proc/self/nothing", nothing},
       Row{__LINE__, readOnly,
-          [] {
+          [&] {
             // Nothing is refused to root.
             if (geteuid() == 0 && seteuid(65534) != 0) {
               _exit(98);
+            }
+            if (faccessat(AT_FDCWD, readOnly.c_str(), R_OK, AT_EACCESS) != 0 ||
+                faccessat(AT_FDCWD, readOnly.c_str(), W_OK, AT_EACCESS) == 0) {
+              _exit(97);
             }
           }},
       Row{__LINE__, "trace",
@@ -159,6 +167,39 @@ TEST(trace_faults, never_change_the_result_of_a_call) {
                 0);
     }
   }
+}
+
+TEST(trace_faults, closing_all_descriptors_changes_no_result_and_no_file_that_is_opened_then) {
+  const session::TempDirectory directory;
+  const std::string path = directory.Path("trace");
+  const std::string victim = directory.Path("victim");
+  const ZEPUnicodeString expression = "<a/>";
+  std::size_t records[2] = {};
+  for (const bool isClosed : {false, true}) {
+    std::filesystem::remove(path);
+    EXPECT_EQ(session::InChild({{"ZEP_TRACE", "1"}, {"ZEP_TRACE_FILE", path}},
+                               [&] {
+                                 ZEPUnicodeString before;
+                                 ZEPUnicodeString after;
+                                 const long expected =
+                                     ZEPCfgXMLExpressionServices::RemoveDescription(expression, before);
+                                 if (isClosed) {
+                                   for (int descriptor = 3; descriptor < 64; ++descriptor) {
+                                     close(descriptor);
+                                   }
+                                   while (open(victim.c_str(), O_WRONLY | O_CREAT, 0600) < 63) {}
+                                 }
+                                 const long result =
+                                     ZEPCfgXMLExpressionServices::RemoveDescription(expression, after);
+                                 return result == expected && Bytes(after) == Bytes(before) ? 0 : 1;
+                               }),
+              0);
+    records[isClosed ? 1 : 0] = session::Split(session::ContentOf(path), '\n').size();
+  }
+  EXPECT_GT(records[0], 0U);
+  EXPECT_EQ(records[0], records[1]);
+  EXPECT_TRUE(std::filesystem::exists(victim));
+  EXPECT_EQ(session::ContentOf(victim), "");
 }
 
 TEST(trace_faults, security_context_is_covered_wherever_it_comes_up) {

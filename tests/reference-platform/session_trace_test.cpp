@@ -789,6 +789,124 @@ TEST(trace_target, descriptor_is_not_handed_to_other_programs) {
             0);
 }
 
+namespace {
+
+// The numbers that this process has the file open by.
+std::vector<int> NumbersOf(const std::string& path) {
+  std::vector<int> numbers;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code ignored;
+    if (std::filesystem::read_symlink(entry.path(), ignored) == path) {
+      numbers.push_back(std::stoi(entry.path().filename()));
+    }
+  }
+  return numbers;
+}
+
+// Gives the number by which this process has the trace open to another file, opened as the flags say.
+int Replace(const std::string& trace, const std::string& other, int flags) {
+  const auto numbers = NumbersOf(trace);
+  const int opened = open(other.c_str(), flags | O_CLOEXEC, 0600);
+  if (numbers.size() != 1 || dup2(opened, numbers[0]) != numbers[0]) {
+    _exit(90);
+  }
+  close(opened);
+  return numbers[0];
+}
+
+} // namespace
+
+TEST_F(TraceFile, trace_whose_number_was_given_to_another_file_goes_on_in_its_own) {
+  const std::string victim = m_directory.Path("victim");
+  struct Row {
+    int line;
+    std::string path;
+    int flags;
+  };
+  const Row rows[] = {
+      Row{__LINE__, victim, O_WRONLY | O_CREAT | O_TRUNC},
+      Row{__LINE__, victim, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND},
+      Row{__LINE__, m_path, O_WRONLY}, // would be overwritten from its beginning
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.line);
+    std::filesystem::remove(m_path);
+    EXPECT_THAT(TextsOf("1",
+                        [&] {
+                          PLMCfgInTraceClass trace("Job", "");
+                          for (const char* const text : {"first", "second"}) {
+                            Detail(trace, text);
+                            const int theirs = Replace(m_path, row.path, row.flags);
+                            Detail(trace, "behind");
+                            close(theirs);
+                          }
+                        }),
+                ElementsAre("first", "behind", "second", "behind"));
+    EXPECT_EQ(session::ContentOf(victim), "");
+  }
+}
+
+TEST_F(TraceFile, trace_that_cannot_be_opened_again_is_dropped_until_it_can) {
+  const std::string victim = m_directory.Path("victim");
+  m_path = m_directory.Path("folder/trace.txt");
+  const std::string moved = m_directory.Path("moved");
+  m_directory.Write("folder/trace.txt", "");
+  EXPECT_THAT(TextsOf("1",
+                      [&] {
+                        PLMCfgInTraceClass trace("Job", "");
+                        Detail(trace, "first");
+                        Replace(m_path, victim, O_WRONLY | O_CREAT);
+                        std::filesystem::rename(m_directory.Path("folder"), moved);
+                        Error(trace, "dropped");
+                        std::filesystem::rename(moved, m_directory.Path("folder"));
+                        Detail(trace, "again");
+                      }),
+              ElementsAre("first", "again"));
+  EXPECT_EQ(session::ContentOf(victim), "");
+}
+
+TEST_F(TraceFile, trace_is_opened_again_once_for_all_threads) {
+  const auto lines = LinesOf("1", [this] {
+    PLMCfgInTraceClass trace("Job", "");
+    Detail(trace, "first");
+    close(NumbersOf(m_path).at(0));
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+      threads.emplace_back([&trace] {
+        for (int record = 0; record < 50; ++record) {
+          Detail(trace, "x");
+        }
+      });
+    }
+    for (auto& thread : threads) {
+      thread.join();
+    }
+    if (NumbersOf(m_path).size() != 1) {
+      _exit(1);
+    }
+  });
+  EXPECT_THAT(lines, SizeIs(201));
+}
+
+TEST_F(TraceFile, trace_closed_by_a_forked_child_goes_on_in_both) {
+  EXPECT_THAT(TextsOf("1",
+                      [this] {
+                        PLMCfgInTraceClass trace("Job", "");
+                        Detail(trace, "first");
+                        const pid_t child = fork();
+                        if (child == 0) {
+                          close(NumbersOf(m_path).at(0));
+                          Detail(trace, "child");
+                          _exit(NumbersOf(m_path).size() == 1 ? 0 : 1);
+                        }
+                        if (session::WaitFor(child) != 0) {
+                          _exit(1);
+                        }
+                        Detail(trace, "parent");
+                      }),
+              ElementsAre("first", "child", "parent"));
+}
+
 TEST(trace_observer, sees_errors_with_the_trace_off) {
   session::SetEnvironment({});
   PLMCfgInTraceClass trace("Job", "Web");
@@ -926,12 +1044,13 @@ TEST_F(TraceFile, trace_observer_that_wants_details_does_not_widen_the_file) {
 namespace {
 
 // Runs the probe, whose own statics trace while it is loaded and while it ends.
-int RunProbe(const Environment& environment, bool withStandardError, const std::string& victim) {
+int RunProbe(const Environment& environment, bool withStandardError, const std::string& victim,
+             const char* daemon = nullptr) {
   return InChild(environment, [&] {
     if (!withStandardError) {
       close(STDERR_FILENO);
     }
-    execl(ZEP_SESSION_PROBE, ZEP_SESSION_PROBE, victim.c_str(), nullptr);
+    execl(ZEP_SESSION_PROBE, ZEP_SESSION_PROBE, victim.c_str(), daemon, nullptr);
     return 127;
   });
 }
@@ -945,6 +1064,27 @@ TEST_F(TraceFile, trace_works_before_and_behind_main) {
     texts.push_back(line.substr(line.rfind('\t') + 1));
   }
   EXPECT_THAT(texts, ElementsAre("load", "main", "unload"));
+}
+
+TEST_F(TraceFile, trace_of_a_daemon_goes_on_and_spares_the_files_that_take_its_number) {
+  const auto here = std::filesystem::current_path();
+  std::filesystem::current_path(m_directory.Path());
+  const std::string victim = m_directory.Path("victim");
+  for (const char* const daemon : {"main", "end"}) {
+    for (const std::string& path : {m_path, std::string("trace.txt")}) {
+      SCOPED_TRACE(daemon + (" " + path));
+      EXPECT_EQ(RunProbe({{"ZEP_TRACE", "1"}, {"ZEP_TRACE_FILE", path}}, true, victim, daemon), 0);
+      std::vector<std::string> texts;
+      for (const std::string& line : session::Split(session::ContentOf(m_path), '\n')) {
+        texts.push_back(line.substr(line.rfind('\t') + 1));
+      }
+      EXPECT_THAT(texts, ElementsAre("load", "main", "unload"));
+      EXPECT_EQ(session::Split(session::ContentOf(victim), '\n'), std::vector<std::string>(61, "mine"));
+      std::filesystem::remove(m_path);
+      std::filesystem::remove(victim);
+    }
+  }
+  std::filesystem::current_path(here);
 }
 
 TEST_F(TraceFile, trace_off_works_before_and_behind_main) {
