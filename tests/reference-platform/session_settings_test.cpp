@@ -324,8 +324,8 @@ TEST_F(Settings, settings_file_may_be_a_link) {
 TEST_F(Settings, settings_file_that_may_not_be_read_is_an_absent_repository) {
   m_directory.Write("Repo.toml", "key = 'x'");
   std::filesystem::permissions(m_directory.Path("Repo.toml"), std::filesystem::perms::none);
-  std::filesystem::permissions(m_directory.Path(),
-                               std::filesystem::perms::owner_all | std::filesystem::perms::others_exec);
+  using std::filesystem::perms;
+  std::filesystem::permissions(m_directory.Path(), perms::owner_all | perms::group_exec | perms::others_exec);
   const bool isRoot = geteuid() == 0;
   // Nothing is refused to root: the question is asked as somebody else.
   ASSERT_EQ(isRoot ? seteuid(65534) : 0, 0);

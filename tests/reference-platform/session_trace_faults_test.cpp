@@ -106,9 +106,9 @@ TEST(trace_faults, never_change_the_result_of_a_call) {
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   const std::string readOnly = directory.Write("read-only", "");
   using std::filesystem::perms;
-  std::filesystem::permissions(readOnly, perms::owner_read | perms::others_read);
+  std::filesystem::permissions(readOnly, perms::owner_read | perms::group_read | perms::others_read);
   // The file alone is to refuse.
-  std::filesystem::permissions(directory.Path(), perms::owner_all | perms::others_exec);
+  std::filesystem::permissions(directory.Path(), perms::owner_all | perms::group_exec | perms::others_exec);
   const std::string loop = directory.Path("loop");
   std::filesystem::create_symlink(loop, loop);
   const auto nothing = [] {};
