@@ -45,6 +45,29 @@ void HttpSession::Begin() {
 void HttpSession::NoteKeptConnection(CURL* easy) {
   m_kept = CURL_SOCKET_BAD;
   curl_easy_getinfo(easy, CURLINFO_ACTIVESOCKET, &m_kept);
+  if (m_kept != CURL_SOCKET_BAD && fstat(m_kept, &m_keptStatus) != 0) {
+    m_kept = CURL_SOCKET_BAD;
+  }
+}
+
+bool HttpSession::HasKeptConnection() const {
+  struct stat now {};
+  return m_kept != CURL_SOCKET_BAD && fstat(m_kept, &now) == 0 && now.st_dev == m_keptStatus.st_dev &&
+         now.st_ino == m_keptStatus.st_ino;
+}
+
+void HttpSession::DropEverything() {
+  m_multi = nullptr;
+  m_kept = CURL_SOCKET_BAD;
+}
+
+// A host may close all descriptors, as a daemon does, and open its own files by their numbers. libcurl would
+// send the next request to them, and close them at the end: what it holds is given up, memory and all.
+void HttpSession::LeaveWhatIsNotOurs() {
+  if (m_multi && m_kept != CURL_SOCKET_BAD && !HasKeptConnection()) {
+    static_cast<void>(m_multi.release());
+    m_kept = CURL_SOCKET_BAD;
+  }
 }
 
 bool HttpSession::IsConnectionSoiled() const {
@@ -53,6 +76,7 @@ bool HttpSession::IsConnectionSoiled() const {
 }
 
 void HttpSession::Prepare() {
+  LeaveWhatIsNotOurs();
   if (!m_multi || IsConnectionSoiled()) {
     Begin();
   }

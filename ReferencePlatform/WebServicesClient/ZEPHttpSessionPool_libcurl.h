@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include <sys/stat.h>
+
 namespace zep {
 
 struct HttpMultiDeleter {
@@ -26,6 +28,11 @@ HttpEasyHandle MakeHttpEasyHandle(); // throws std::bad_alloc
 // What outlives a transfer: the open connection.
 class HttpSession {
 public:
+  HttpSession() = default;
+  ~HttpSession() { LeaveWhatIsNotOurs(); }
+  HttpSession(const HttpSession&) = delete;
+  HttpSession& operator=(const HttpSession&) = delete;
+
   CURLM* Multi() const { return m_multi.get(); }
   HttpEvents& Events() { return m_events; }
 
@@ -35,16 +42,22 @@ public:
   void Prepare();
   // Of a transfer that is over. REQUIRES: the handle still belongs to the multi handle.
   void NoteKeptConnection(CURL* easy);
+  // Whether the connection that was noted is still open, and its number not another file's.
+  bool HasKeptConnection() const;
   // Behind a transfer that failed: where memory ran out, libcurl's list of sockets is left in disorder.
-  void DropEverything() { m_multi = nullptr; }
+  // Behind one that left no connection: nothing later would tell whether the host has closed the other
+  // descriptors.
+  void DropEverything();
 
 private:
   void Begin();
   bool IsConnectionSoiled() const;
+  void LeaveWhatIsNotOurs();
 
   HttpEvents m_events;                              // lives longer than what tells it
   std::unique_ptr<CURLM, HttpMultiDeleter> m_multi; // null until it is needed
   curl_socket_t m_kept = CURL_SOCKET_BAD;
+  struct stat m_keptStatus = {};
 };
 
 // Sessions between transfers, with their connections. A session is used by one thread at a time; a

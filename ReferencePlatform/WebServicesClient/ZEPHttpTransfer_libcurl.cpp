@@ -393,7 +393,7 @@ CURLcode Perform(HttpSession& session, CURL* easy, Transfer& transfer) {
   session.NoteKeptConnection(easy);
   // Ends the connection of a transfer that has not come to its end.
   curl_multi_remove_handle(session.Multi(), easy);
-  if (code != CURLE_OK) {
+  if (code != CURLE_OK || !session.HasKeptConnection()) {
     session.DropEverything();
   }
   return code;

@@ -7,15 +7,18 @@
 #include <gmock/gmock-matchers.h>
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -592,6 +595,43 @@ TEST_P(HttpTransport, Fork_LeavesTheParentsConnectionAlone_ChildSends) {
   ASSERT_EQ(requests.size(), 3U);
   EXPECT_NE(requests[1].connection, requests[0].connection);
   EXPECT_EQ(requests[2].connection, requests[0].connection);
+}
+
+// Takes all numbers up to 63 for connections of the host, and gives them.
+std::vector<int> ReplaceAllDescriptors() {
+  for (int descriptor = 3; descriptor < 64; ++descriptor) {
+    close(descriptor);
+  }
+  std::vector<int> mine;
+  int ends[2] = {};
+  while (ends[1] < 63 && socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0) {
+    mine.insert(mine.end(), std::begin(ends), std::end(ends));
+  }
+  return mine;
+}
+
+// Neither written to nor closed, nor is the other end.
+bool IsUntouched(int connection) {
+  char byte;
+  return recv(connection, &byte, 1, MSG_DONTWAIT) == -1 && errno == EAGAIN;
+}
+
+TEST_P(HttpTransport, DescriptorsClosedByTheHost_WhatItOpensThenIsSpared_AnswerArrives) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    bool isRight = Get().body == "ok";
+    const std::vector<int> mine = ReplaceAllDescriptors();
+    isRight = isRight && mine.size() >= 60 && Get().body == "ok" && Get().body == "ok" &&
+              std::all_of(mine.begin(), mine.end(), IsUntouched);
+    execl("/bin/sh", "sh", "-c", isRight ? "exit 0" : "exit 1", nullptr);
+    _exit(127);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(server.Requests().size(), 3U);
+  EXPECT_EQ(server.ConnectionCount(), 2);
 }
 
 } // namespace
