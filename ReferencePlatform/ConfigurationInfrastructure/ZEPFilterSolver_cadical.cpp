@@ -3,7 +3,9 @@
 #include "ZEPFilterFault.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
+#include <memory>
 #include <tuple>
 
 #include <cadical.hpp>
@@ -18,6 +20,18 @@ public:
 
 private:
   FilterSolver::Deadline m_deadline;
+};
+
+// A solver that has run out of memory can be deleted, except where its tables of variables grew: it would
+// free what it has not got.
+struct SolverDelete {
+  bool canDelete = true;
+
+  void operator()(CaDiCaL::Solver* solver) const {
+    if (canDelete) {
+      delete solver;
+    }
+  }
 };
 
 // Where the filter's sets begin and end. Between two neighbouring cuts it treats all numbers alike.
@@ -55,8 +69,8 @@ public:
       : m_filter(filter),
         m_cuts(CutsOf(filter)),
         m_terminator(deadline) {
-    m_solver.set("quiet", 1); // standard output is the program's
-    m_solver.connect_terminator(&m_terminator);
+    m_solver->set("quiet", 1); // standard output is the program's
+    m_solver->connect_terminator(&m_terminator);
     for (const Cuts& cuts : m_cuts) {
       m_firstBelow.push_back(m_booleans + 1);
       for (std::size_t i = 1; i < cuts.size(); ++i) {
@@ -70,8 +84,6 @@ public:
     }
   }
 
-  ~Implementation() { m_solver.disconnect_terminator(); }
-
   std::optional<Outsider> Find(const std::vector<FilterTerm>& terms) {
     const int question = ++m_booleans;
     const int firstChoice = m_booleans + 1;
@@ -82,8 +94,8 @@ public:
       Choose(terms[i], isOneChosen.back());
     }
     AddClause(isOneChosen);
-    m_solver.assume(question);
-    const int answer = m_solver.solve();
+    m_solver->assume(question);
+    const int answer = m_solver->solve();
     if (answer == 0) {
       throw FilterWorkLimit(kTakesTooLong);
     }
@@ -96,11 +108,24 @@ public:
   }
 
 private:
+  // So that the tables grow in no other step.
+  void Reserve(int booleans) {
+    if (booleans > m_reserved) {
+      m_solver.get_deleter().canDelete = false;
+      m_solver->reserve(booleans);
+      m_solver.get_deleter().canDelete = true;
+      m_reserved = booleans;
+    }
+  }
+
   void AddClause(const std::vector<int>& literals) {
     for (const int literal : literals) {
-      m_solver.add(literal);
+      Reserve(std::abs(literal));
     }
-    m_solver.add(0);
+    for (const int literal : literals) {
+      m_solver->add(literal);
+    }
+    m_solver->add(0);
   }
 
   // REQUIRES: the number is a cut.
@@ -177,13 +202,13 @@ private:
 
   Outsider ReadOutsider(int firstChoice) {
     Outsider outsider{};
-    while (m_solver.val(firstChoice + static_cast<int>(outsider.term)) < 0) {
+    while (m_solver->val(firstChoice + static_cast<int>(outsider.term)) < 0) {
       ++outsider.term;
     }
     for (std::uint32_t variable = 0; variable < m_cuts.size(); ++variable) {
       std::size_t above = 0; // cuts that the value is not below
       while (above < m_cuts[variable].size() &&
-             m_solver.val(m_firstBelow[variable] + static_cast<int>(above)) < 0) {
+             m_solver->val(m_firstBelow[variable] + static_cast<int>(above)) < 0) {
         ++above;
       }
       outsider.numbers.push_back(
@@ -198,7 +223,8 @@ private:
   std::map<std::pair<std::uint32_t, Range>, int> m_inside;
   int m_booleans = 0;
   DeadlineTerminator m_terminator;
-  CaDiCaL::Solver m_solver;
+  int m_reserved = 0; // Booleans that the solver has room for
+  std::unique_ptr<CaDiCaL::Solver, SolverDelete> m_solver{new CaDiCaL::Solver};
 };
 
 FilterSolver::FilterSolver(const Filter& filter, Deadline deadline)

@@ -13,37 +13,6 @@ using namespace filter;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-std::string Units(const std::string& from, const std::string& to) {
-  return "<UnitRange" + (from.empty() ? "" : " From='" + from + "'") +
-         (to.empty() ? "" : " To='" + to + "'") + "/>";
-}
-std::string Dates(const std::string& from, const std::string& to) {
-  return "<DateRange" + (from.empty() ? "" : " From='" + from + "'") +
-         (to.empty() ? "" : " To='" + to + "'") + "/>";
-}
-std::string Feature(const std::string& name, const std::vector<std::string>& values) {
-  std::string xml = "<Feature Name='" + name + "'>";
-  for (const std::string& value : values) {
-    xml += "<Value Name='" + value + "'/>";
-  }
-  return xml + "</Feature>";
-}
-std::string Or(const std::string& conditions) {
-  return "<Or>" + conditions + "</Or>";
-}
-std::string And(const std::string& conditions) {
-  return "<And>" + conditions + "</And>";
-}
-std::string Not(const std::string& condition) {
-  return "<Not>" + condition + "</Not>";
-}
-std::string Model(const std::string& name, const std::string& condition = "") {
-  return "<Context HolderType='Model' HolderName='" + name + "'>" + condition + "</Context>";
-}
-std::string Inherited(const std::string& id) {
-  return "<InheritedEff Domain='Variant' FilterableId='" + id + "' HolderName='H'/>";
-}
-
 const std::string kTrue = "<Boolean>true</Boolean>";
 const std::string kFalse = "<Boolean>false</Boolean>";
 const std::string kNothing;
@@ -260,34 +229,6 @@ TEST(FilterComparison, damagedCandidateAmongGoodOnes_failsAll_andLeavesTheResult
 }
 
 // ---- the work limit ----------------------------------------------------------------------------
-
-// Each of the pigeons sits in one of the holes, and no two in one: cannot be, which takes a search long to
-// see.
-std::string Pigeons(int pigeons, int holes) {
-  std::string collisions;
-  for (int hole = 0; hole < holes; ++hole) {
-    for (int i = 0; i < pigeons; ++i) {
-      for (int j = 0; j < i; ++j) {
-        const std::string value = "H" + std::to_string(hole);
-        collisions +=
-            And(Feature("P" + std::to_string(i), {value}) + Feature("P" + std::to_string(j), {value}));
-      }
-    }
-  }
-  return Or(collisions);
-}
-
-std::string EachInAHole(int pigeons, int holes) {
-  std::vector<std::string> values;
-  for (int hole = 0; hole < holes; ++hole) {
-    values.push_back("H" + std::to_string(hole));
-  }
-  std::string all;
-  for (int i = 0; i < pigeons; ++i) {
-    all += Feature("P" + std::to_string(i), values);
-  }
-  return And(all);
-}
 
 TEST(FilterComparison, pigeonholes_areSolved_whileTheyAreFew) {
   EXPECT_EQ(IsIncluded(Binary(EachInAHole(7, 6)), Binary(Pigeons(7, 6))), true);

@@ -5,6 +5,7 @@
 #include "ZEPOmxJson.h"
 #include "ZEPOmxKeyValueBlock.h"
 #include "ZEPUnicodeString.h"
+#include "support/JsonTree.h"
 
 #include <gtest/gtest.h>
 
@@ -15,15 +16,10 @@
 
 namespace {
 
+using json::Bytes;
+using json::Show;
+using json::Utf8;
 using Value = ZEPOmxAny::Value;
-
-ZEPOmxUTF8String Utf8(const std::string& bytes) {
-  return {bytes.data(), bytes.size()};
-}
-
-std::string Bytes(const ZEPOmxUTF8String& text) {
-  return {text.asChar(), text.length()};
-}
 
 std::string Characters(const ZEPUnicodeString& text) {
   return Bytes(ZEPOmxUTF8String(text));
@@ -33,39 +29,6 @@ ZEPOmxAny Parsed(const std::string& text) {
   ZEPOmxAny value;
   EXPECT_EQ(ZEPOmxJson::parse(Utf8(text), value), S_OK) << text;
   return value;
-}
-
-// The tree in one line, each kind to be told from the others.
-struct Shown {
-  std::string operator()(std::nullptr_t) const { return "null"; }
-  std::string operator()(bool value) const { return value ? "true" : "false"; }
-  std::string operator()(double value) const {
-    std::ostringstream text;
-    text << '#' << value;
-    return text.str();
-  }
-  std::string operator()(const Value::String& value) const {
-    return "'" + std::string(value.characters) + "'";
-  }
-  std::string operator()(const Value::Array& elements) const {
-    std::string text = "[";
-    for (const ZEPOmxAny& element : elements) {
-      text += std::visit(*this, element.GetValue()->content) + ";";
-    }
-    return text + "]";
-  }
-  std::string operator()(const Value::Object& members) const {
-    std::string text = "{";
-    for (const ZEPOmxMapItem& member : members) {
-      text += Bytes(member.GetKey().ToUTF8String()) + "=" +
-              std::visit(*this, member.GetValue().GetValue()->content) + ";";
-    }
-    return text + "}";
-  }
-};
-
-std::string Show(const ZEPOmxAny& value) {
-  return value.GetValue() ? std::visit(Shown(), value.GetValue()->content) : "none";
 }
 
 std::string Nested(std::size_t depth) {

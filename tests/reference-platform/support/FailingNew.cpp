@@ -22,6 +22,14 @@ void* allocate(std::size_t size) {
   return block;
 }
 
+void* allocateOrNull(std::size_t size) noexcept {
+  try {
+    return allocate(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 } // namespace
 
 void* operator new(std::size_t size) {
@@ -29,6 +37,12 @@ void* operator new(std::size_t size) {
 }
 void* operator new[](std::size_t size) {
   return allocate(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return allocateOrNull(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return allocateOrNull(size);
 }
 void operator delete(void* block) noexcept {
   std::free(block);

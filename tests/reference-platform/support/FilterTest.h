@@ -33,6 +33,65 @@ inline std::string Expression(const std::string& content) {
          "</EffectivityExpression>";
 }
 
+inline std::string Units(const std::string& from, const std::string& to) {
+  return "<UnitRange" + (from.empty() ? "" : " From='" + from + "'") +
+         (to.empty() ? "" : " To='" + to + "'") + "/>";
+}
+inline std::string Dates(const std::string& from, const std::string& to) {
+  return "<DateRange" + (from.empty() ? "" : " From='" + from + "'") +
+         (to.empty() ? "" : " To='" + to + "'") + "/>";
+}
+inline std::string Feature(const std::string& name, const std::vector<std::string>& values) {
+  std::string xml = "<Feature Name='" + name + "'>";
+  for (const std::string& value : values) {
+    xml += "<Value Name='" + value + "'/>";
+  }
+  return xml + "</Feature>";
+}
+inline std::string Or(const std::string& conditions) {
+  return "<Or>" + conditions + "</Or>";
+}
+inline std::string And(const std::string& conditions) {
+  return "<And>" + conditions + "</And>";
+}
+inline std::string Not(const std::string& condition) {
+  return "<Not>" + condition + "</Not>";
+}
+inline std::string Model(const std::string& name, const std::string& condition = "") {
+  return "<Context HolderType='Model' HolderName='" + name + "'>" + condition + "</Context>";
+}
+inline std::string Inherited(const std::string& id) {
+  return "<InheritedEff Domain='Variant' FilterableId='" + id + "' HolderName='H'/>";
+}
+
+// Each of the pigeons sits in one of the holes, and no two in one: cannot be, which takes a search long to
+// see.
+inline std::string Pigeons(int pigeons, int holes) {
+  std::string collisions;
+  for (int hole = 0; hole < holes; ++hole) {
+    for (int i = 0; i < pigeons; ++i) {
+      for (int j = 0; j < i; ++j) {
+        const std::string value = "H" + std::to_string(hole);
+        collisions +=
+            And(Feature("P" + std::to_string(i), {value}) + Feature("P" + std::to_string(j), {value}));
+      }
+    }
+  }
+  return Or(collisions);
+}
+
+inline std::string EachInAHole(int pigeons, int holes) {
+  std::vector<std::string> values;
+  for (int hole = 0; hole < holes; ++hole) {
+    values.push_back("H" + std::to_string(hole));
+  }
+  std::string all;
+  for (int i = 0; i < pigeons; ++i) {
+    all += Feature("P" + std::to_string(i), values);
+  }
+  return And(all);
+}
+
 struct Compiled {
   long result;
   ZEPBinary bytes;
