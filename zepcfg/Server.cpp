@@ -8,7 +8,20 @@
 #include "ZEPHResult.h"
 #include "ZEPUnicodeString.h"
 
+#include <algorithm>
+
 namespace zep::cli {
+namespace {
+
+// What a formatting sequence traces of every failure of the operation.
+constexpr char failedSomehow[] = "ERROR: GetConfigExpressionXSLT failed";
+
+bool saysNothing(const std::vector<std::string>& errors) {
+  return std::all_of(errors.begin(), errors.end(),
+                     [](const std::string& error) { return error == failedSomehow; });
+}
+
+} // namespace
 
 std::string serverURL() {
   return environmentValue("ZEP_URL").value_or("");
@@ -18,8 +31,8 @@ Failure describeFetchFailure(const TraceCollector& trace, const std::string& inp
                              const std::string& operation, long code) {
   Failure failure = describeFailure(trace, input, operation, code);
   failure.server = serverURL();
-  if (failure.errors.empty()) {
-    failure.errors.emplace_back("the server's answer is not {\"xslt\":{\"content\":\"...\"}}");
+  if (saysNothing(failure.errors)) {
+    failure.errors = {"the server's answer is not {\"xslt\":{\"content\":\"...\"}}"};
     failure.remedy = "check that this is the URL of a PLM server";
   }
   failure.remedy += "; or do without the server's stylesheet: name one with --stylesheet FILE, or no server";

@@ -22,7 +22,14 @@ class Answer:
     listening: str
     result: str
     body: str
+    says: str
     formats: str | None
+    fails: str
+
+    def waits_for_timeout(self):
+        """Whether nothing but a limit of time ends the call."""
+        is_held = self.then in ("hold", "drip", "endless")
+        return is_held and self.says in ("", "timed out", "ZEP_HTTP_STALL_TIMEOUT_MS")
 
 
 def _expand(part, names):
@@ -54,7 +61,9 @@ def read_list():
                 "deaf" if row.get("deaf") else "early" if row.get("early") else "request",
                 row["result"],
                 "".join(_expand(part, names) for part in (body if isinstance(body, list) else [body])),
+                row.get("says", ""),
                 row.get("formats"),
+                row.get("fails", ""),
             )
         )
     return answers
@@ -107,11 +116,14 @@ class Server:
                 time.sleep(piece)
             else:
                 connection.sendall(piece)
+        again = self.answer.pieces[-1] if self.answer.pieces else b""
+        if self.answer.then == "endless":
+            again *= 65536 // len(again) + 1
         while self.answer.then in ("hold", "drip", "endless") and not self.stopped:
             if self.answer.then != "endless":
                 time.sleep(0.05)
             if self.answer.then != "hold":
-                connection.sendall(self.answer.pieces[-1])
+                connection.sendall(again)
         if self.answer.then == "reset":
             connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
         if self.answer.then != "keep":
@@ -136,15 +148,24 @@ class Ended:
     seconds: float
 
 
-def run(program, *arguments, **environment):
+def run(program, *arguments, cwd=None, **environment):
     """Runs it, and watches how much memory it took. One that hangs is ended."""
-    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+    with tempfile.TemporaryFile() as out:
+        ended = run_into(out, program, *arguments, cwd=cwd, **environment)
+        out.seek(0)
+        return dataclasses.replace(ended, out=out.read())
+
+
+def run_into(out, program, *arguments, cwd=None, **environment):
+    """Likewise; what it prints goes into that file."""
+    with tempfile.TemporaryFile() as err:
         start = time.monotonic()
         process = subprocess.Popen(
             [str(program.path), *map(str, arguments)],
             stdin=subprocess.DEVNULL,
             stdout=out,
             stderr=err,
+            cwd=cwd,
             env={**program.environment, **environment},
         )
         guard = threading.Timer(60, process.kill)
@@ -153,8 +174,5 @@ def run(program, *arguments, **environment):
         guard.cancel()
         process.returncode = os.waitstatus_to_exitcode(status)
         seconds = time.monotonic() - start
-        out.seek(0)
         err.seek(0)
-        return Ended(
-            process.returncode, out.read(), err.read().decode("utf-8", "replace"), usage.ru_maxrss, seconds
-        )
+        return Ended(process.returncode, b"", err.read().decode("utf-8", "replace"), usage.ru_maxrss, seconds)

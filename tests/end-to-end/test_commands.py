@@ -79,8 +79,10 @@ def test_trace_shows_the_operations_of_the_library(zepcfg, tmp_path, place):
         assert result.err == ""
 
 
-def test_trace_that_cannot_be_written_changes_no_result(zepcfg, tmp_path):
-    result = zepcfg(f"--trace={tmp_path}/missing/trace.log", "format", "--stylesheet", support.DISPLAY, support.SMALL_SAMPLE)
+# A folder that is missing, a disk that is full.
+@pytest.mark.parametrize("place", ["missing/trace.log", "/dev/full"])
+def test_trace_that_cannot_be_written_changes_no_result(zepcfg, tmp_path, place):
+    result = zepcfg(f"--trace={tmp_path / place}", "format", "--stylesheet", support.DISPLAY, support.SMALL_SAMPLE)
     assert result.ok().out == support.xsltproc(support.DISPLAY, support.SMALL_SAMPLE)
 
 
