@@ -13,10 +13,14 @@
 #include "ZEPXMLTransformation_libxslt.h"
 #include "ZEPXMLXSLTransformerOptions.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <strings.h>
 #include <utility>
 
@@ -88,9 +92,13 @@ struct Collector {
   xmlBufferPtr bytes;
 };
 
-// Called from C.
+// Called from C, as the next one.
 int Collect(void* context, const char* bytes, int count) {
   const Collector& collector = *static_cast<Collector*>(context);
+  collector.session.CheckTimeToWrite();
+  if (collector.session.HasFailed()) {
+    return -1;
+  }
   if (static_cast<std::size_t>(xmlBufferLength(collector.bytes)) + static_cast<std::size_t>(count) >
       collector.session.Limits().maxTextBytes) {
     collector.session.Fail("the result is larger than ZEP_XSLT_MAX_OUTPUT_BYTES allows");
@@ -99,12 +107,117 @@ int Collect(void* context, const char* bytes, int count) {
   return xmlBufferAdd(collector.bytes, XMLText(bytes), count) == 0 ? count : -1;
 }
 
+// At each character that the encoding lacks, libxml2 moves all that it has not yet converted.
+constexpr std::size_t kConvertedBytes = 512;
+
+bool IsInsideCharacter(char byte) {
+  return (byte & 0xC0) == 0x80;
+}
+
+// The first byte of a character that has others.
+bool IsInMany(char byte) {
+  return (byte & 0xC0) == 0xC0;
+}
+
+// At most so many bytes from the beginning that are whole characters.
+std::string_view WholeCharacters(std::string_view text, std::size_t most) {
+  if (text.size() <= most) {
+    return text;
+  }
+  std::size_t count = most;
+  while (count > 1 && IsInsideCharacter(text[count])) {
+    --count;
+  }
+  return text.substr(0, count);
+}
+
+// Takes UTF-8, cut anywhere, and gives it out in the encoding of `target`.
+class Converter {
+public:
+  Converter(XMLSession& session, xmlOutputBufferPtr target) : m_session(session), m_target(target) {}
+
+  bool Take(std::string_view text) {
+    m_session.CheckTimeToWrite();
+    while (!text.empty() && m_cutBytes != 0 && IsInsideCharacter(text.front()) && m_cutBytes < m_cut.size()) {
+      m_cut[m_cutBytes++] = text.front();
+      text.remove_prefix(1);
+    }
+    if (text.empty()) {
+      return true;
+    }
+    const std::size_t last = LastCharacter(text);
+    if (!Finish() || !Convert(text.substr(0, last))) {
+      return false;
+    }
+    m_cutBytes = text.copy(m_cut.data(), m_cut.size(), last);
+    return true;
+  }
+
+  bool Finish() { return Convert({m_cut.data(), std::exchange(m_cutBytes, 0)}); }
+
+private:
+  // Where the last character begins, which the next text may go on with; the end when it cannot.
+  std::size_t LastCharacter(std::string_view text) const {
+    for (std::size_t bytes = 1; bytes <= std::min(m_cut.size(), text.size()); ++bytes) {
+      const char byte = text[text.size() - bytes];
+      if (!IsInsideCharacter(byte)) {
+        return text.size() - (IsInMany(byte) ? bytes : 0);
+      }
+    }
+    return text.size();
+  }
+
+  bool Convert(std::string_view text) {
+    while (!text.empty()) {
+      const std::string_view piece = WholeCharacters(text, kConvertedBytes);
+      if (xmlOutputBufferWrite(m_target, static_cast<int>(piece.size()), piece.data()) < 0 ||
+          xmlOutputBufferFlush(m_target) < 0) {
+        return false;
+      }
+      text.remove_prefix(piece.size());
+    }
+    return true;
+  }
+
+  XMLSession& m_session;
+  xmlOutputBufferPtr m_target;
+  std::array<char, 4> m_cut{}; // the character at the end of what came last
+  std::size_t m_cutBytes = 0;
+};
+
+int Convert(void* converter, const char* bytes, int count) {
+  return static_cast<Converter*>(converter)->Take({bytes, static_cast<std::size_t>(count)}) ? count : -1;
+}
+
 bool IsMarkAlone(const std::string& bytes, const char* encoding) {
   return (bytes == "\xFF\xFE" || bytes == "\xFE\xFF") && strcasecmp(encoding, "UTF-16") == 0;
 }
 
+template <class Write>
+bool Writes(xmlOutputBufferPtr buffer, const Write& write) {
+  return buffer != nullptr && write(buffer) >= 0 && xmlOutputBufferFlush(buffer) >= 0 && buffer->error == 0;
+}
+
 // What `write` writes, in this encoding. Characters that the encoding lacks become character
-// references. Where nothing is written, there is no byte-order mark either.
+// references.
+template <class Write>
+bool CollectEncoded(Collector& collector, const char* encoding, const Write& write) {
+  if (IsUTF8(encoding)) {
+    const OutputBuffer buffer(xmlOutputBufferCreateIO(Collect, nullptr, &collector, nullptr));
+    return Writes(buffer.get(), write);
+  }
+  const OutputBuffer target(
+      xmlOutputBufferCreateIO(Collect, nullptr, &collector, xmlFindCharEncodingHandler(encoding)));
+  if (target == nullptr) {
+    return false;
+  }
+  Converter converter(collector.session, target.get());
+  const OutputBuffer buffer(xmlOutputBufferCreateIO(Convert, nullptr, &converter, nullptr));
+  return Writes(buffer.get(), write) && converter.Finish() &&
+         Writes(target.get(), [](xmlOutputBufferPtr) { return 0; });
+}
+
+// Where nothing is written, there is no byte-order mark either.
 template <class Write>
 std::optional<std::string> Encoded(XMLSession& session, const char* encoding, const Write& write) {
   const std::unique_ptr<xmlBuffer, void (*)(xmlBufferPtr)> collected(xmlBufferCreate(), xmlBufferFree);
@@ -113,10 +226,7 @@ std::optional<std::string> Encoded(XMLSession& session, const char* encoding, co
   }
   xmlBufferSetAllocationScheme(collected.get(), XML_BUFFER_ALLOC_DOUBLEIT);
   Collector collector{session, collected.get()};
-  const OutputBuffer buffer(xmlOutputBufferCreateIO(
-      Collect, nullptr, &collector, IsUTF8(encoding) ? nullptr : xmlFindCharEncodingHandler(encoding)));
-  if (buffer == nullptr || write(buffer.get()) < 0 || xmlOutputBufferFlush(buffer.get()) < 0 ||
-      buffer->error != 0) {
+  if (!CollectEncoded(collector, encoding, write)) {
     return std::nullopt;
   }
   std::string bytes(Text(xmlBufferContent(collected.get())),

@@ -5,6 +5,7 @@
 #include "ZEPUnicodeString.h"
 #include "ZEPXMLExpressionPlaces_libxslt.h"
 #include "ZEPXMLInputSource.h"
+#include "ZEPXMLNames_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
 #include "ZEPXMLValues_libxml2.h"
 
@@ -62,6 +63,7 @@ constexpr std::size_t kCompiledFactor = 40;
 // that are in scope.
 constexpr int kMaxAttributes = 1'000;
 constexpr int kMaxNamespaces = 1'000;
+constexpr int kValuesOfAttribute = 5; // in the parser's table, which doubles when it is full
 // libxslt lists, for each element of a stylesheet and each alternative of a pattern, the namespaces in scope,
 // and compares them in pairs. It looks for that of each name among all.
 constexpr std::size_t kMaxNamespacePairs = 100'000'000;
@@ -136,6 +138,20 @@ bool HasTooMany(const xmlParserCtxt& parser, int attributeCount) {
   return Session().HasFailed();
 }
 
+// Of each attribute the parser gives five things, the first of which is its name; of each namespace, prefix
+// and URI.
+bool HasLongNames(const xmlChar* element, int namespaceCount, const xmlChar** namespaces, int attributeCount,
+                  const xmlChar** attributes) {
+  bool isLong = IsLongName(element);
+  for (int i = 0; i < 2 * namespaceCount; ++i) {
+    isLong = isLong || IsLongName(namespaces[i]);
+  }
+  for (int i = 0; i < attributeCount; ++i) {
+    isLong = isLong || IsLongName(attributes[i * kValuesOfAttribute]);
+  }
+  return isLong;
+}
+
 // An element as the parser gives it.
 struct ReadAttribute {
   std::string_view name;
@@ -150,7 +166,7 @@ struct ReadElement {
   int attributeCount;
 
   ReadAttribute At(int index) const {
-    const xmlChar* const* const fields = attributes + static_cast<std::ptrdiff_t>(index) * 5;
+    const xmlChar* const* const fields = attributes + static_cast<std::ptrdiff_t>(index) * kValuesOfAttribute;
     return {View(fields[0]),
             fields[1] != nullptr,
             {Text(fields[3]), static_cast<std::size_t>(fields[4] - fields[3])}};
@@ -178,10 +194,11 @@ bool IsPattern(const ReadAttribute& attribute) {
 }
 
 // What the attributes of an element add to the lists of libxslt.
-void CountAttributes(XMLSession& session, const ReadElement& element, std::size_t inScope) {
+void CountAttributes(XMLSession& session, const ReadElement& element, std::size_t inScope,
+                     std::size_t levels) {
   for (int i = 0; i < element.attributeCount; ++i) {
     const ReadAttribute attribute = element.At(i);
-    session.namespacePairs += inScope * attribute.value.size() / kBytesOfName;
+    session.namespacePairs += (inScope + levels) * attribute.value.size() / kBytesOfName;
     if (!element.isXSLT) {
       continue;
     }
@@ -206,7 +223,7 @@ void CountDeclarations(XMLSession& session, const xmlParserCtxt& parser, const R
   session.declarations += parser.nodeNr == 1 ? 1 : 0;
   session.namespacePairs += inScope * inScope;
   session.attributesInSets += IsAttributeOfSet(parser, element) ? 1 : 0;
-  CountAttributes(session, element, inScope);
+  CountAttributes(session, element, inScope, static_cast<std::size_t>(parser.nodeNr));
   if (session.declarations > kMaxDeclarations) {
     session.Fail(
         "a stylesheet with more than 10000 top-level elements and alternatives of patterns is refused");
@@ -229,6 +246,10 @@ void OnStartElement(void* context, const xmlChar* name, const xmlChar* prefix, c
     return;
   }
   if (HasTooMany(*parser, attributeCount)) {
+    return;
+  }
+  if (HasLongNames(name, namespaceCount, namespaces, attributeCount, attributes)) {
+    Session().Fail(kLongName);
     return;
   }
   if (JobOf(context).isStylesheet) {
@@ -282,14 +303,17 @@ void OnComment(void* context, const xmlChar* text) {
 
 void OnInstruction(void* context, const xmlChar* target, const xmlChar* data) {
   JobOf(context).blankText.count = 0;
-  xmlSAX2ProcessingInstruction(context, target, data);
+  if (IsLongName(target)) {
+    Session().Fail(kLongName);
+  } else {
+    xmlSAX2ProcessingInstruction(context, target, data);
+  }
 }
 
 void DropBlankText(xmlSAXHandler& sax) {
   sax.characters = sax.ignorableWhitespace = OnText;
   sax.endElementNs = OnEndElement;
   sax.comment = OnComment;
-  sax.processingInstruction = OnInstruction;
 }
 
 // ---- parsing -----------------------------------------------------------------------------------
@@ -329,13 +353,13 @@ XMLParser MakeParser(XMLSession& session, xmlDictPtr dictionary) {
   parser->sax->unparsedEntityDecl = OnUnparsedEntity;
   parser->sax->attributeDecl = OnAttributeDeclaration;
   parser->sax->startElementNs = OnStartElement;
+  parser->sax->processingInstruction = OnInstruction;
   return parser;
 }
 
 // The bytes are given out in pieces: between two of them there is a look at the clock, and at how many
 // attributes the parser has collected for an element that it has not yet told of.
 constexpr int kPieceBytes = 16384;
-constexpr int kValuesOfAttribute = 5; // in the parser's table, which doubles when it is full
 constexpr int kMostRoomForAttributes = 4 * kMaxAttributes;
 
 struct ByteReader {

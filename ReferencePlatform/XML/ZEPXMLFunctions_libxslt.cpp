@@ -1,6 +1,6 @@
 #include "ZEPXMLFunctions_libxslt.h"
 
-#include "ZEPXMLInstructions_libxslt.h"
+#include "ZEPXMLCopies_libxslt.h"
 #include "ZEPXMLOperators_libxslt.h"
 #include "ZEPXMLOrder_libxml2.h"
 #include "ZEPXMLPatterns_libxslt.h"

@@ -1,71 +1,17 @@
 #include "ZEPXMLInstructions_libxslt.h"
 
-#include "ZEPXMLParents_libxml2.h"
+#include "ZEPXMLCopies_libxslt.h"
 #include "ZEPXMLPatterns_libxslt.h"
 #include "ZEPXMLSession_libxslt.h"
 #include "ZEPXMLValues_libxml2.h"
 
 #include <cstddef>
-#include <cstring>
 
 #include <libxslt/preproc.h>
 #include <libxslt/xsltutils.h>
 
 namespace zep {
 namespace {
-
-struct Weight {
-  std::size_t nodes = 0;
-  std::size_t textBytes = 0;
-};
-
-constexpr std::size_t kNodesBetweenLooksAtTheClock = 65536;
-
-// False once the limits are passed.
-bool Add(XMLSession& session, const xmlNode& node, Weight& weight) {
-  const XMLLimits& limits = session.Limits();
-  if (node.type == XML_ELEMENT_NODE) {
-    for (const xmlAttr* attribute = node.properties; attribute != nullptr; attribute = attribute->next) {
-      weight.nodes += 2;
-    }
-  } else if (node.type == XML_TEXT_NODE && node.content != nullptr) {
-    weight.textBytes += std::strlen(reinterpret_cast<const char*>(node.content));
-  }
-  if (++weight.nodes > limits.maxNodes) {
-    session.Fail("there are more nodes than ZEP_XSLT_MAX_NODES allows");
-  }
-  session.CheckTextSize(weight.textBytes);
-  if (weight.nodes % kNodesBetweenLooksAtTheClock == 0) {
-    session.CheckUse();
-  }
-  return !session.HasFailed();
-}
-
-constexpr std::size_t kAroundElements = 1; // the document above them, or the text in the deepest one
-
-// Adds a node with all that is below it.
-void AddTree(XMLSession& session, const xmlNode& top, Weight& weight) {
-  std::size_t depth = 0;
-  const xmlNode* node = &top;
-  while (Add(session, *node, weight)) {
-    if (HasChildren(*node)) {
-      node = node->children;
-      if (++depth > session.Limits().maxDepth + kAroundElements) {
-        session.Fail("the stylesheet nests elements too deeply");
-        return;
-      }
-      continue;
-    }
-    while (node != &top && node->next == nullptr) {
-      node = node->parent;
-      --depth;
-    }
-    if (node == &top) {
-      return;
-    }
-    node = node->next;
-  }
-}
 
 bool Is(const xmlNode& instruction, xsltStyleType type, const char* name) {
   if (instruction.type != XML_ELEMENT_NODE || instruction.psvi == nullptr ||
@@ -99,16 +45,37 @@ OwnedXMLValue Selected(xsltTransformContextPtr transformation, const xsltStylePr
 }
 
 // One instruction copies as much as it selects, or applies templates to it, and nothing stops it on the way.
-void WatchSelected(XMLSession& session, const xmlNode& instruction, xmlNodePtr current,
-                   void (*watch)(XMLSession&, const xmlNodeSet*)) {
+template <class Watch>
+void WatchSelected(XMLSession& session, const xmlNode& instruction, xmlNodePtr current, const Watch& watch) {
   const auto& compiled = *static_cast<const xsltStylePreComp*>(instruction.psvi);
   if (compiled.comp == nullptr || current == nullptr) {
     return;
   }
   const OwnedXMLValue selected = Selected(session.Transformation(), compiled, current);
   if (selected != nullptr && IsNodeSet(*selected)) {
-    watch(session, selected->nodesetval);
+    watch(selected->nodesetval);
   }
+}
+
+std::size_t DeclaredIn(const xmlNode& element) {
+  std::size_t count = 0;
+  for (const xmlNs* declaration = element.nsDef; declaration != nullptr; declaration = declaration->next) {
+    ++count;
+  }
+  return count;
+}
+
+// That an instruction may declare on the element that it makes.
+std::size_t NamespacesOf(const xsltTransformContext& transformation, const xmlNode& instruction,
+                         const xmlNode* current) {
+  if (Is(instruction, XSLT_FUNC_COPY, "copy")) {
+    return current != nullptr && current->type == XML_ELEMENT_NODE ? DeclaredIn(*current) : 0;
+  }
+  if (!IsLiteral(instruction)) {
+    return 0;
+  }
+  const xsltTemplate* const around = transformation.templ;
+  return DeclaredIn(instruction) + (around == nullptr ? 0 : static_cast<std::size_t>(around->inheritedNsNr));
 }
 
 // ---- sorting -----------------------------------------------------------------------------------
@@ -199,22 +166,16 @@ void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr cu
     return;
   }
   if (Is(*instruction, XSLT_FUNC_COPYOF, "copy-of")) {
-    WatchSelected(session, *instruction, current, WatchTree);
+    WatchSelected(session, *instruction, current,
+                  [&](const xmlNodeSet* nodes) { WatchCopies(session, *instruction, nodes); });
   } else if (session.weighsSelections && Is(*instruction, XSLT_FUNC_APPLYTEMPLATES, "apply-templates")) {
-    WatchSelected(session, *instruction, current, CheckSelection);
+    WatchSelected(session, *instruction, current,
+                  [&](const xmlNodeSet* nodes) { CheckSelection(session, nodes); });
   } else if (current != nullptr && Is(*instruction, XSLT_FUNC_NUMBER, "number")) {
     CheckNumber(session, *instruction, *current);
+  } else {
+    WatchNamespaces(session, *instruction, NamespacesOf(*session.Transformation(), *instruction, current));
   }
-}
-
-void WatchTree(XMLSession& session, const xmlNodeSet* nodes) {
-  Weight weight;
-  for (int i = 0; nodes != nullptr && i < nodes->nodeNr && !session.HasFailed(); ++i) {
-    if (nodes->nodeTab[i]->type != XML_NAMESPACE_DECL) {
-      AddTree(session, *nodes->nodeTab[i], weight);
-    }
-  }
-  session.CheckMemory(weight.nodes * sizeof(xmlNode) + weight.textBytes);
 }
 
 } // namespace zep

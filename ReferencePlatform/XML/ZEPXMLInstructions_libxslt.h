@@ -11,10 +11,6 @@ class XMLSession;
 // session when the limits do not allow it.
 void WatchInstruction(XMLSession& session, xmlNodePtr instruction, xmlNodePtr current);
 
-// Fails the session when what a tree or a set of nodes holds is too deep or too much to be copied or
-// walked through: libxslt does either by recursion, and without looking up.
-void WatchTree(XMLSession& session, const xmlNodeSet* nodes);
-
 // libxslt's sorting, which makes the keys of all nodes in one go, once it is known what they take.
 void SortWatched(xsltTransformContextPtr transformation, xmlNodePtr* sorts, int count);
 

@@ -1,6 +1,7 @@
 #include "ZEPXMLSession_libxslt.h"
 
 #include "ZEPXMLHooks_libxslt.h"
+#include "ZEPXMLNames_libxml2.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -219,12 +220,20 @@ void XMLSession::CountNode(const xmlNode* node) {
     m_isParserBusy = false;
     return;
   }
-  if (node->type == XML_TEXT_NODE && m_transformation != nullptr) {
-    m_unfilledText = node;
-    CountUnfilledText();
+  if (m_transformation != nullptr) {
+    CountMadeNode(*node);
   }
   if (m_nodes % kNodesBetweenLooksAtTheClock == 0) {
     CheckUse();
+  }
+}
+
+void XMLSession::CountMadeNode(const xmlNode& node) {
+  if (node.type == XML_TEXT_NODE) {
+    m_unfilledText = &node;
+    CountUnfilledText();
+  } else if (HasLongName(node)) {
+    Fail(kLongName);
   }
 }
 
@@ -243,6 +252,12 @@ void XMLSession::CheckTextSize(std::size_t bytes) {
 void XMLSession::CheckTime() {
   if (!HasFailed() && XMLQuickNow() > m_deadline) {
     Fail("it takes longer to read than ZEP_XSLT_TIMEOUT_MS allows");
+  }
+}
+
+void XMLSession::CheckTimeToWrite() {
+  if (!HasFailed() && XMLQuickNow() > m_deadline) {
+    Fail(kTooLong);
   }
 }
 

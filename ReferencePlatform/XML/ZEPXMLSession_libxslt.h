@@ -61,6 +61,8 @@ public:
   void CheckMemory(std::size_t bytes) { m_memory.Allows(bytes); }
   // Time alone, while something is read.
   void CheckTime();
+  // While the result is written.
+  void CheckTimeToWrite();
   // Time and stack of a transformation.
   void CheckUse();
   // Of the stack, when CheckUse() would no longer go on.
@@ -108,6 +110,7 @@ private:
   void FailFor(const char* reason);
   void RememberPlace();
   void CountUnfilledText();
+  void CountMadeNode(const xmlNode& node);
 
   XMLLimits m_limits;
   XMLPlainLocale m_locale;

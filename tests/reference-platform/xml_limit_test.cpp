@@ -143,15 +143,59 @@ TEST_F(XMLLimits, xml_attribute_of_many_expressions_is_refused) {
 
 TEST_F(XMLLimits, xml_result_that_is_larger_than_its_nodes_ends) {
   SmallLimits();
-  const std::string name = Repeated("n", 5000);
-  const std::string body = ForEach("//b", "<" + name + "/>");
+  const std::string name = Repeated("n", 500);
+  const std::string body = ForEach("//b", Repeated("<" + name + "/>", 2));
   ExpectEnded(Sheet("<xsl:output method='xml' encoding='UTF-8'/><xsl:template match='/'><r>" + body +
                     "</r></xsl:template>"),
               kWide, "ZEP_XSLT_MAX_OUTPUT_BYTES", Format::AsWritten);
-  const std::string uri = "xmlns='" + Repeated("u", 5000) + "'";
+  const std::string uri = "xmlns='" + Repeated("u", 500) + "'";
   ExpectEnded(Sheet("<xsl:output method='xml' encoding='UTF-8'/><xsl:template match='/'><r>" +
-                    ForEach("//b", "<e " + uri + "/>") + "</r></xsl:template>"),
+                    ForEach("//b", Repeated("<e " + uri + "/>", 2)) + "</r></xsl:template>"),
               kWide, "ZEP_XSLT_MAX_OUTPUT_BYTES", Format::AsWritten);
+}
+
+TEST_F(XMLLimits, xml_names_that_are_long_are_refused) {
+  const std::string most = Repeated("n", 500);
+  const std::string wider = most + "n";
+  const std::string sheet = TextSheet("<xsl:for-each select='//node() | //@*'>.</xsl:for-each>");
+  const auto named = [](const std::string& name, const std::string& uri) {
+    return "<" + name + " " + name + "='' xmlns:" + name + "='" + uri + "'><?" + name + "?></" + name + ">";
+  };
+  ExpectText(Applied(sheet, named(most, most)), "...");
+  struct Row {
+    int line;
+    std::string text;
+  };
+  const Row rows[] = {Row{__LINE__, "<" + wider + "/>"}, Row{__LINE__, "<a " + wider + "=''/>"},
+                      Row{__LINE__, "<a xmlns='" + wider + "'/>"},
+                      Row{__LINE__, "<a xmlns:" + wider + "='u'/>"},
+                      Row{__LINE__, "<a><?" + wider + "?></a>"}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.line);
+    ExpectEnded(sheet, row.text, "500 bytes");
+    ExpectEnded(TextSheet("<xsl:if test='0'>" + row.text + "</xsl:if>"), "<a/>", "500 bytes");
+  }
+  ExpectText(Applied(TextSheet("<xsl:element name='{/a}'>x</xsl:element>"), "<a>" + most + "</a>"), "x");
+  for (const char* const made : {"element", "attribute", "processing-instruction"}) {
+    SCOPED_TRACE(made);
+    const std::string instruction = std::string("<e><xsl:") + made + " name='{/a}'/></e>";
+    ExpectEnded(TextSheet(instruction), "<a>" + wider + "</a>", "500 bytes");
+  }
+}
+
+TEST_F(XMLLimits, xml_copies_below_many_namespaces_end) {
+  setenv("ZEP_XSLT_TIMEOUT_MS", "100", 1);
+  const auto declarations = [](const std::string& prefix) {
+    std::string text;
+    for (int i = 0; i < 900; ++i) {
+      text += " xmlns:" + prefix + std::to_string(i) + "='u'";
+    }
+    return text;
+  };
+  const std::string copies = "<o><xsl:copy-of select='/a/namespace::*'/><xsl:copy-of select='/a/b'/></o>";
+  ExpectText(Applied(TextSheet(copies), "<a" + declarations("p") + "><b>x</b></a>"), "x");
+  ExpectEnded(TextSheet(copies), "<a" + declarations("p") + ">" + Repeated("<b/>", 1000) + "</a>",
+              "copying takes more steps than ZEP_XSLT_TIMEOUT_MS");
 }
 
 TEST_F(XMLLimits, xml_output_limit_holds_for_the_whole_result) {

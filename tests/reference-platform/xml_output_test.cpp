@@ -61,6 +61,41 @@ TEST_F(XMLOutput, xml_output_longer_than_any_inner_buffer) {
              UTF16(kMark + text, std::endian::native));
 }
 
+// Characters of one to four bytes, so that any cut between bytes of the text would be one inside of them.
+TEST_F(XMLOutput, xml_output_of_many_characters_that_the_encoding_lacks) {
+  struct Row {
+    int line;
+    const char* output;
+    std::string body;
+    std::string begin;
+    std::string end;
+  };
+  const std::string value = "<xsl:value-of select='.'/>";
+  const std::string unescaped = "<xsl:value-of select='.' disable-output-escaping='yes'/>";
+  const std::string head = "<?xml version=\"1.0\" encoding=\"KOI8-R\"?>\n";
+  const std::string xml = "encoding='KOI8-R'";
+  const std::string html = "method='html' encoding='KOI8-R' indent='no'";
+  const std::string cdata = xml + " cdata-section-elements='o'";
+  const Row rows[] = {
+      Row{__LINE__, "method='text' encoding='KOI8-R'", value, "", ""},
+      Row{__LINE__, xml.c_str(), "<o>" + value + "</o>", head + "<o>", "</o>\n"},
+      Row{__LINE__, xml.c_str(), "<o>" + unescaped + "</o>", head + "<o>", "</o>\n"},
+      Row{__LINE__, xml.c_str(), "<o a='{.}'/>", head + "<o a=\"", "\"/>\n"},
+      Row{__LINE__, cdata.c_str(), "<o>" + value + "</o>", head + "<o><![CDATA[", "]]></o>\n"},
+      Row{__LINE__, xml.c_str(), "<o><xsl:comment>" + value + "</xsl:comment></o>", head + "<o><!--",
+          "--></o>\n"},
+      Row{__LINE__, html.c_str(), "<p>" + value + "</p>", "<p>", "</p>\n"},
+      Row{__LINE__, html.c_str(), "<p title='{.}'></p>", "<p title=\"", "\"></p>\n"}};
+  constexpr int kTimes = 5'000;
+  const std::string text = Repeated("aäя中😀", kTimes);
+  const std::string written = Repeated("a&#228;\xD1&#20013;&#128512;", kTimes);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.line);
+    ExpectText(Applied(OutputSheet(row.output, row.body), "<r>" + text + "</r>", Format::AsWritten),
+               row.begin + written + row.end);
+  }
+}
+
 TEST_F(XMLOutput, xml_output_unknown_encoding_gives_no_transformer) {
   for (const char* name : {"nonsense", "UTF-99", "", "UTF-8x"}) {
     SCOPED_TRACE(name);
