@@ -328,7 +328,11 @@ std::string SheetOfSet(const std::string& expression) {
 TEST_F(XMLOperators, xml_random_expressions_give_what_they_give_elsewhere) {
   Random random(1);
   int failures = 0;
+#ifdef __SANITIZE_ADDRESS__
+  constexpr int kExpressions = 1'000;
+#else
   constexpr int kExpressions = 3'000;
+#endif
   for (int i = 0; i < kExpressions; ++i) {
     const std::string document = Made(random, static_cast<int>(Below(random, kKinds)), 12);
     const bool isSet = i % 2 == 0;
@@ -379,7 +383,7 @@ TEST_F(XMLOperators, xml_paths_to_many_nodes_give_what_they_give_elsewhere) {
                                "//namespace::*/..",
                                "id('none')/.."};
   for (const char* const path : paths) {
-    for (int kind = 0; kind < kKinds; kind += 2) {
+    for (const int kind : {0, 4}) {
       const std::string document = Made(random, kind, 320);
       EXPECT_EQ(ExpectSame(SheetOfSet(path), document, path), 0);
     }
