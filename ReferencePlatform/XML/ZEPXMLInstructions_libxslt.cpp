@@ -68,10 +68,12 @@ std::size_t DeclaredIn(const xmlNode& element) {
 // That an instruction may declare on the element that it makes.
 std::size_t NamespacesOf(const xsltTransformContext& transformation, const xmlNode& instruction,
                          const xmlNode* current) {
-  if (Is(instruction, XSLT_FUNC_COPY, "copy")) {
-    return current != nullptr && current->type == XML_ELEMENT_NODE ? DeclaredIn(*current) : 0;
+  if (instruction.psvi != nullptr) {
+    return Is(instruction, XSLT_FUNC_COPY, "copy") && current != nullptr && current->type == XML_ELEMENT_NODE
+               ? DeclaredIn(*current)
+               : 0;
   }
-  if (!IsLiteral(instruction)) {
+  if (instruction.type != XML_ELEMENT_NODE) {
     return 0;
   }
   const xsltTemplate* const around = transformation.templ;
