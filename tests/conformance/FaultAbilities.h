@@ -8,9 +8,8 @@
 
 namespace fault {
 
-// How one call can go wrong: the failure code, unless it has none; whether it can give nothing; whether it may
-// raise.
-// What gives something back in a destructor may not raise.
+// How one call can go wrong: the failure code, unless it has none; whether it can give nothing; whether it
+// may raise. What gives something back in a destructor may not raise.
 struct Ability {
   Op operation;
   std::optional<long> code;
