@@ -1,7 +1,7 @@
 #include "ZEPXMLOrder_libxml2.h"
 
-#include "ZEPXMLParents_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLTree_libxml2.h"
 
 #include <cstddef>
 

@@ -1,7 +1,7 @@
 #include "ZEPXMLPatterns_libxslt.h"
 
-#include "ZEPXMLParents_libxml2.h"
 #include "ZEPXMLSession_libxslt.h"
+#include "ZEPXMLTree_libxml2.h"
 #include "ZEPXMLValues_libxml2.h"
 
 #include <algorithm>
